@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "base/str.h"
+
+// A class or profile identifier, laid out as the system's GUID.
+struct t_guid
+{
+    std::uint32_t data1 = 0;
+    std::uint16_t data2 = 0;
+    std::uint16_t data3 = 0;
+    std::uint8_t data4[8] = {};
+
+    friend bool operator==(const t_guid&, const t_guid&) = default;
+};
+
+// Whether every field is 0.
+bool IsNullGuid(const t_guid& guid);
+
+// The braced upper-case text of 38 characters, such as "{00000000-0000-0000-0000-000000000000}".
+t_str FormatGuid(const t_guid& guid);
+
+// Reads the text form, with or without its opening brace, at fixed positions; separators and what follows the last
+// digit are not looked at.
+//   guid  receives the identifier; unchanged on failure
+// Returns false when a group of digits is not hexadecimal or the text is too short.
+bool ParseGuid(std::wstring_view text, t_guid& guid);

@@ -1,0 +1,326 @@
+#include "base/reg.h"
+
+#include <memory>
+
+#include "base/security.h"
+#include "diag/system_error.h"
+
+namespace {
+
+constexpr wchar_t kOpenFailed[] = L"打开注册表项失败：";
+constexpr wchar_t kCreateFailed[] = L"创建注册表项失败：";
+constexpr wchar_t kReadFailed[] = L"读注册表失败：";
+constexpr wchar_t kTypeMismatch[] = L"注册表键值类型不匹配：";
+constexpr wchar_t kWriteFailed[] = L"设置注册表键值失败：";
+constexpr wchar_t kDeleteKeyFailed[] = L"删除注册表项失败：";
+constexpr wchar_t kDeleteMissingKey[] = L"删除注册表项失败, 子键不存在：";
+constexpr wchar_t kDeleteValueFailed[] = L"删除注册表键值失败：";
+constexpr wchar_t kCountKeysFailed[] = L"获取注册表子键数失败：";
+constexpr wchar_t kCountValuesFailed[] = L"获取注册表值数失败：";
+constexpr wchar_t kEnumKeysFailed[] = L"遍历注册表键值失败：";
+constexpr wchar_t kEnumValuesFailed[] = L"遍历注册表值失败：";
+constexpr wchar_t kBadArgument[] = L"非法参数";
+
+constexpr wchar_t kPendingRenames[] = L"PendingFileRenameOperations";
+
+constexpr REGSAM kRead32 = KEY_READ | KEY_WOW64_32KEY;
+constexpr REGSAM kWrite32 = KEY_ALL_ACCESS | KEY_WOW64_32KEY;
+
+constexpr std::size_t kNameUnits = 1025;
+constexpr DWORD kNameBufferLength = 1023;
+
+bool IsEmpty(const wchar_t* text)
+{
+    return text == nullptr || *text == L'\0';
+}
+
+const wchar_t* OrEmpty(const wchar_t* text)
+{
+    return text == nullptr ? L"" : text;
+}
+
+LSTATUS CreateKey(HKEY root, const wchar_t* subKey, DWORD options, REGSAM access, HKEY* key, DWORD* disposition)
+{
+    return RegCreateKeyExW(root, subKey, 0, nullptr, options, access, nullptr, key, disposition);
+}
+
+} // namespace
+
+t_reg::t_reg(HKEY predefinedRoot)
+{
+    if (predefinedRoot == HKEY_CLASSES_ROOT) {
+        path = L"CLASSES_ROOT";
+    } else if (predefinedRoot == HKEY_CURRENT_USER) {
+        path = L"CURRENT_USER";
+    } else if (predefinedRoot == HKEY_LOCAL_MACHINE) {
+        path = L"MACHINE";
+    } else {
+        return;
+    }
+    root = predefinedRoot;
+}
+
+t_reg::t_reg(const t_reg& parent) : root(parent.handle.Get()), path(parent.path) {}
+
+bool t_reg::Fail(t_errorChain& errors, LSTATUS code, const wchar_t* text) const
+{
+    return FailWithSystemError(errors, static_cast<DWORD>(code), L"%s%s", text, path.c_str());
+}
+
+bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, bool createIfMissing, bool view32)
+{
+    Close();
+    const REGSAM access = static_cast<REGSAM>(forWrite ? KEY_ALL_ACCESS : KEY_READ) | (view32 ? KEY_WOW64_32KEY : 0u);
+    if (IsEmpty(subKey)) {
+        const LSTATUS result = CreateKey(root, nullptr, REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr);
+        return result == ERROR_SUCCESS || Fail(errors, result, kCreateFailed);
+    }
+    path << L"\\" << subKey;
+    const LSTATUS result = createIfMissing
+                               ? CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr)
+                               : RegOpenKeyExW(root, subKey, 0, access, handle.Put());
+    return result == ERROR_SUCCESS || Fail(errors, result, createIfMissing ? kCreateFailed : kOpenFailed);
+}
+
+bool t_reg::Create(t_errorChain& errors, const wchar_t* subKey, unsigned flags, bool* createdNew)
+{
+    path << L"\\" << OrEmpty(subKey);
+    DWORD disposition = 0;
+    const LSTATUS result =
+        CreateKey(root, subKey, (flags & kCreateVolatile) != 0 ? REG_OPTION_VOLATILE : REG_OPTION_NON_VOLATILE,
+                  (flags & kCreateWritable) != 0 ? kWrite32 : kRead32, handle.Put(), &disposition);
+    if (result != ERROR_SUCCESS) {
+        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s\\%s", kCreateFailed, path.c_str(),
+                                   OrEmpty(subKey));
+    }
+    if (createdNew != nullptr) {
+        *createdNew = disposition == REG_CREATED_NEW_KEY;
+    }
+    return true;
+}
+
+bool t_reg::QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wchar_t* valueName,
+                       DWORD expectedType) const
+{
+    const t_str name = IsEmpty(valueName) ? t_str() : FormatStr(L"\\%s", valueName);
+    DWORD type = REG_NONE;
+    DWORD stored = size;
+    const LSTATUS result =
+        RegQueryValueExW(handle.Get(), valueName, nullptr, &type, static_cast<BYTE*>(buffer), &stored);
+    if (result != ERROR_SUCCESS) {
+        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s%s", kReadFailed, path.c_str(),
+                                   name.c_str());
+    }
+    if (type != expectedType) {
+        if (!name.empty()) {
+            AppendSystemError(errors.NewEntry(), ERROR_SUCCESS);
+        }
+        return errors.Fail(L"%s%s%s", kTypeMismatch, path.c_str(), name.c_str());
+    }
+    size = stored;
+    return true;
+}
+
+bool t_reg::SetValue(t_errorChain& errors, const void* data, DWORD byteCount, const wchar_t* valueName, DWORD type)
+{
+    const LSTATUS result = RegSetValueExW(handle.Get(), valueName, 0, type, static_cast<const BYTE*>(data), byteCount);
+    return result == ERROR_SUCCESS || FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s\\<<%s>>",
+                                                          kWriteFailed, path.c_str(), OrEmpty(valueName));
+}
+
+namespace {
+
+template <class Integer>
+bool ReadInteger(const t_reg& key, t_errorChain& errors, Integer& value, const wchar_t* valueName, DWORD type)
+{
+    Integer read = 0;
+    DWORD size = sizeof(read);
+    if (!key.QueryValue(errors, &read, size, valueName, type)) {
+        return false;
+    }
+    value = read;
+    return true;
+}
+
+} // namespace
+
+bool t_reg::ReadInt(t_errorChain& errors, std::int32_t& value, const wchar_t* valueName) const
+{
+    return ReadInteger(*this, errors, value, valueName, REG_DWORD);
+}
+
+bool t_reg::ReadInt(t_errorChain& errors, std::uint32_t& value, const wchar_t* valueName) const
+{
+    return ReadInteger(*this, errors, value, valueName, REG_DWORD);
+}
+
+bool t_reg::ReadInt(t_errorChain& errors, std::int64_t& value, const wchar_t* valueName) const
+{
+    return ReadInteger(*this, errors, value, valueName, REG_QWORD);
+}
+
+bool t_reg::WriteInt(t_errorChain& errors, std::int32_t value, const wchar_t* valueName)
+{
+    return SetValue(errors, &value, sizeof(value), valueName, REG_DWORD);
+}
+
+bool t_reg::WriteInt(t_errorChain& errors, std::uint32_t value, const wchar_t* valueName)
+{
+    return SetValue(errors, &value, sizeof(value), valueName, REG_DWORD);
+}
+
+bool t_reg::WriteInt(t_errorChain& errors, std::int64_t value, const wchar_t* valueName)
+{
+    return SetValue(errors, &value, sizeof(value), valueName, REG_QWORD);
+}
+
+bool t_reg::ReadStringOfType(t_errorChain& errors, t_str& text, DWORD maxCharacters, const wchar_t* valueName,
+                             DWORD type) const
+{
+    // One unit more than is asked for, left 0: a stored text need not end in a terminator, nor hold whole units.
+    const auto buffer = std::make_unique<wchar_t[]>(maxCharacters + std::size_t{1});
+    DWORD size = maxCharacters * DWORD{sizeof(wchar_t)};
+    if (!QueryValue(errors, buffer.get(), size, valueName, type)) {
+        return false;
+    }
+    buffer[size / sizeof(wchar_t)] = L'\0';
+    text.assign(buffer.get());
+    return true;
+}
+
+bool t_reg::ReadString(t_errorChain& errors, t_str& text, DWORD maxCharacters, const wchar_t* valueName) const
+{
+    return ReadStringOfType(errors, text, maxCharacters, valueName, REG_SZ);
+}
+
+bool t_reg::WriteString(t_errorChain& errors, std::wstring_view text, const wchar_t* valueName)
+{
+    return SetValue(errors, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), valueName, REG_SZ);
+}
+
+bool t_reg::GetDefaultExpandString(t_errorChain& errors, t_str& text) const
+{
+    return ReadStringOfType(errors, text, MAX_PATH, nullptr, REG_EXPAND_SZ);
+}
+
+bool t_reg::GetPendingRenames(t_errorChain& errors, void* buffer, DWORD& size) const
+{
+    return QueryValue(errors, buffer, size, kPendingRenames, REG_MULTI_SZ);
+}
+
+bool t_reg::SetPendingRenames(t_errorChain& errors, const void* data, DWORD byteCount)
+{
+    return SetValue(errors, data, byteCount, kPendingRenames, REG_MULTI_SZ);
+}
+
+bool t_reg::GetSubKeyCount(t_errorChain& errors, DWORD& count) const
+{
+    const LSTATUS result = RegQueryInfoKeyW(handle.Get(), nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr, nullptr, nullptr);
+    return result == ERROR_SUCCESS || Fail(errors, result, kCountKeysFailed);
+}
+
+bool t_reg::GetValueCount(t_errorChain& errors, DWORD& count) const
+{
+    const LSTATUS result = RegQueryInfoKeyW(handle.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
+                                            nullptr, nullptr, nullptr, nullptr);
+    return result == ERROR_SUCCESS || Fail(errors, result, kCountValuesFailed);
+}
+
+bool t_reg::EnumKey(t_errorChain& errors, t_str& name, DWORD index) const
+{
+    wchar_t buffer[kNameUnits] = {};
+    const LSTATUS result = RegEnumKeyW(handle.Get(), index, buffer, kNameBufferLength);
+    if (result != ERROR_SUCCESS) {
+        return Fail(errors, result, kEnumKeysFailed);
+    }
+    name.assign(buffer);
+    return true;
+}
+
+bool t_reg::EnumValue(t_errorChain& errors, t_str& name, DWORD& type, DWORD index) const
+{
+    wchar_t buffer[kNameUnits] = {};
+    DWORD length = kNameBufferLength;
+    DWORD storedType = REG_NONE;
+    const LSTATUS result = RegEnumValueW(handle.Get(), index, buffer, &length, nullptr, &storedType, nullptr, nullptr);
+    if (result != ERROR_SUCCESS) {
+        return Fail(errors, result, kEnumValuesFailed);
+    }
+    name.assign(buffer, length);
+    type = storedType;
+    return true;
+}
+
+bool t_reg::SubKeyExists(t_errorChain& errors, const wchar_t* subKey, bool* exists) const
+{
+    if (exists == nullptr) {
+        return errors.Fail(kBadArgument);
+    }
+    t_keyHandle probe;
+    const LSTATUS result = RegOpenKeyExW(handle.Get(), subKey, 0, kRead32, probe.Put());
+    if (result != ERROR_SUCCESS && result != ERROR_FILE_NOT_FOUND) {
+        return Fail(errors, result, kOpenFailed);
+    }
+    *exists = result == ERROR_SUCCESS;
+    return true;
+}
+
+bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
+{
+    SetLastError(ERROR_SUCCESS);
+    LSTATUS result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
+    if (result == ERROR_FILE_NOT_FOUND && !mustExist) {
+        return true;
+    }
+    if (result == ERROR_ACCESS_DENIED) {
+        GrantCurrentUserAccess(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
+        result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
+    }
+    return result == ERROR_SUCCESS || Fail(errors, result, kDeleteKeyFailed);
+}
+
+bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
+{
+    t_keyHandle probe;
+    const LSTATUS probed = RegOpenKeyExW(handle.Get(), subKey, 0, kRead32, probe.Put());
+    probe.Reset();
+    if (probed == ERROR_FILE_NOT_FOUND) {
+        return !mustExist || FailWithSystemError(errors, ERROR_FILE_NOT_FOUND, L"%s%s\\%s", kDeleteMissingKey,
+                                                 path.c_str(), OrEmpty(subKey));
+    }
+    if (probed != ERROR_SUCCESS) {
+        return Fail(errors, probed, kOpenFailed);
+    }
+    if (DeleteKey(errors, mustExist, subKey)) {
+        return true;
+    }
+
+    t_reg child(*this);
+    if (!child.Open(errors, subKey, true, false, true)) {
+        return false;
+    }
+    DWORD count = 0;
+    if (!child.GetSubKeyCount(errors, count)) {
+        errors.Clear();
+        count = 0;
+    }
+    // Each pass removes the first child, so the next one moves to index 0.
+    for (; count > 0; --count) {
+        t_str name;
+        if (!child.EnumKey(errors, name, 0) || !child.DeleteTree(errors, mustExist, name.c_str())) {
+            return false;
+        }
+    }
+    child.Close();
+    return DeleteKey(errors, mustExist, subKey);
+}
+
+bool t_reg::DeleteValue(t_errorChain& errors, const wchar_t* valueName)
+{
+    SetLastError(ERROR_SUCCESS);
+    const LSTATUS result = RegDeleteValueW(handle.Get(), valueName);
+    return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND ||
+           FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s\\<<%s>>", kDeleteValueFailed, path.c_str(),
+                               OrEmpty(valueName));
+}

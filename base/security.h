@@ -1,0 +1,23 @@
+#pragma once
+
+#include <windows.h>
+
+#include <accctrl.h>
+
+#include "base/str.h"
+
+// Security of what every process of the product shares, whoever runs it and with whatever integrity.
+
+// Attributes for creating named objects: every user and, where the system has them, application packages get full
+// access (openers ask for all access), with a low mandatory label where the system has integrity levels. Built once per
+// process and kept. Null, which means the default security, when the system refuses to build them.
+SECURITY_ATTRIBUTES* OpenSecurityAttributes();
+
+// The access list and the mandatory label of those attributes, for objects that exist already. Null when there is none.
+ACL* OpenAccessList();
+ACL* LowMandatoryLabel();
+
+// Gives the current user full access to a named object, taking its ownership when nothing less will do.
+//   objectName  in the form that the security functions take, such as "CURRENT_USER\Software\X" for a registry key
+// Returns whether the access list was set. Behind it: SetNamedSecurityInfoW.
+bool GrantCurrentUserAccess(t_str objectName, SE_OBJECT_TYPE type);

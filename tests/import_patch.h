@@ -1,0 +1,63 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+
+// The address-table slot through which this program calls an imported function. Null when it does not import it.
+void** FindImportSlot(const char* functionName);
+
+// Replaces one import of this program for the life of a scope:
+//   ImmImportPatch<decltype(&RegDeleteKeyW)> patch("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) { … });
+// The replacement may call patch.Original. Two patches of one signature that live at once need different tags.
+template <class Function, int tag = 0>
+class ImmImportPatch;
+
+template <class Result, class... Args, int tag>
+class ImmImportPatch<Result (*)(Args...), tag>
+{
+public:
+    using t_function = Result (*)(Args...);
+
+    ImmImportPatch(const char* functionName, std::function<Result(Args...)> replacement)
+        : slot(FindImportSlot(functionName)), previous(current), action(std::move(replacement))
+    {
+        if (slot == nullptr) {
+            __builtin_trap(); // the test names a function that nothing in it calls
+        }
+        Original = reinterpret_cast<t_function>(*slot);
+        current = this;
+        Write(reinterpret_cast<void*>(&Call));
+    }
+    ~ImmImportPatch()
+    {
+        Write(reinterpret_cast<void*>(Original));
+        current = previous;
+    }
+    ImmImportPatch(const ImmImportPatch&) = delete;
+    ImmImportPatch& operator=(const ImmImportPatch&) = delete;
+
+    t_function Original = nullptr;
+    int calls = 0;
+
+private:
+    static Result Call(Args... arguments)
+    {
+        ImmImportPatch* const self = current;
+        ++self->calls;
+        return self->action(arguments...);
+    }
+
+    void Write(void* function)
+    {
+        DWORD protection = 0;
+        VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
+        *slot = function;
+        VirtualProtect(slot, sizeof(*slot), protection, &protection);
+    }
+
+    static inline ImmImportPatch* current = nullptr;
+    void** slot;
+    ImmImportPatch* previous;
+    std::function<Result(Args...)> action;
+};

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <windows.h>
+
+#include <initializer_list>
+#include <string>
+
+#include "base/handles.h"
+
+// Redirects predefined keys of this process to sub-keys of one scratch key for the life of a test, and deletes them
+// then. The code under test runs against the real registry functions and finds an empty registry.
+class t_scratchRegistry
+{
+public:
+    explicit t_scratchRegistry(std::initializer_list<HKEY> predefinedKeys = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE,
+                                                                             HKEY_CLASSES_ROOT, HKEY_USERS});
+    ~t_scratchRegistry();
+    t_scratchRegistry(const t_scratchRegistry&) = delete;
+    t_scratchRegistry& operator=(const t_scratchRegistry&) = delete;
+
+private:
+    std::wstring path;
+    std::initializer_list<HKEY> redirected;
+};
+
+// Opens a key for all access, creating it when it is missing. A failure is a test failure and gives a null owner.
+t_keyHandle MakeKey(HKEY root, const std::wstring& path);
+
+bool KeyExists(HKEY root, const std::wstring& path);
+
+// Writes raw bytes, or a text with its terminator.
+void WriteRaw(HKEY root, const std::wstring& path, const wchar_t* value, DWORD type, const void* data, DWORD bytes);
+void WriteText(HKEY root, const std::wstring& path, const wchar_t* value, const std::wstring& text);
+
+// Everything under a key as text, one line a key ("[path]") or value ("name=type:data"), keys and values sorted by
+// name. Texts (type 1 and 2) print as they are stored, with "\0" for a terminator; other data prints as hexadecimal
+// bytes.
+std::wstring DumpKey(HKEY root, const std::wstring& path);
