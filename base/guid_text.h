@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <string_view>
 
@@ -13,7 +14,7 @@ struct t_guid
     std::uint16_t data3 = 0;
     std::uint8_t data4[8] = {};
 
-    friend bool operator==(const t_guid&, const t_guid&) = default;
+    friend auto operator<=>(const t_guid&, const t_guid&) = default; // field by field, data4 byte by byte
 };
 
 // Whether every field is 0.

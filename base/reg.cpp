@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "base/registry_text.h"
 #include "base/security.h"
 #include "diag/system_error.h"
 
@@ -72,7 +73,8 @@ bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, boo
     Close();
     const REGSAM access = static_cast<REGSAM>(forWrite ? KEY_ALL_ACCESS : KEY_READ) | (view32 ? KEY_WOW64_32KEY : 0u);
     if (IsEmpty(subKey)) {
-        const LSTATUS result = CreateKey(root, nullptr, REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr);
+        // An empty name, not a null one, is what the system documents for a new handle to the root.
+        const LSTATUS result = CreateKey(root, L"", REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr);
         return result == ERROR_SUCCESS || Fail(errors, result, kCreateFailed);
     }
     path << L"\\" << subKey;
@@ -85,14 +87,16 @@ bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, boo
 bool t_reg::Create(t_errorChain& errors, const wchar_t* subKey, unsigned flags, bool* createdNew)
 {
     path << L"\\" << OrEmpty(subKey);
+    t_keyHandle created;
     DWORD disposition = 0;
     const LSTATUS result =
         CreateKey(root, subKey, (flags & kCreateVolatile) != 0 ? REG_OPTION_VOLATILE : REG_OPTION_NON_VOLATILE,
-                  (flags & kCreateWritable) != 0 ? kWrite32 : kRead32, handle.Put(), &disposition);
+                  (flags & kCreateWritable) != 0 ? kWrite32 : kRead32, created.Put(), &disposition);
     if (result != ERROR_SUCCESS) {
         return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s\\%s", kCreateFailed, path.c_str(),
                                    OrEmpty(subKey));
     }
+    handle = std::move(created);
     if (createdNew != nullptr) {
         *createdNew = disposition == REG_CREATED_NEW_KEY;
     }
@@ -107,15 +111,17 @@ bool t_reg::QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wc
     DWORD stored = size;
     const LSTATUS result =
         RegQueryValueExW(handle.Get(), valueName, nullptr, &type, static_cast<BYTE*>(buffer), &stored);
-    if (result != ERROR_SUCCESS) {
-        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s%s", kReadFailed, path.c_str(),
-                                   name.c_str());
-    }
-    if (type != expectedType) {
+    // A value of another type is that first of all, also when it is too long for the buffer.
+    const bool typeKnown = result == ERROR_SUCCESS || result == ERROR_MORE_DATA;
+    if (typeKnown && type != expectedType) {
         if (!name.empty()) {
             AppendSystemError(errors.NewEntry(), ERROR_SUCCESS);
         }
         return errors.Fail(L"%s%s%s", kTypeMismatch, path.c_str(), name.c_str());
+    }
+    if (result != ERROR_SUCCESS) {
+        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s%s", kReadFailed, path.c_str(),
+                                   name.c_str());
     }
     size = stored;
     return true;
@@ -123,7 +129,12 @@ bool t_reg::QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wc
 
 bool t_reg::SetValue(t_errorChain& errors, const void* data, DWORD byteCount, const wchar_t* valueName, DWORD type)
 {
-    const LSTATUS result = RegSetValueExW(handle.Get(), valueName, 0, type, static_cast<const BYTE*>(data), byteCount);
+    return WriteStatus(
+        errors, RegSetValueExW(handle.Get(), valueName, 0, type, static_cast<const BYTE*>(data), byteCount), valueName);
+}
+
+bool t_reg::WriteStatus(t_errorChain& errors, LSTATUS result, const wchar_t* valueName) const
+{
     return result == ERROR_SUCCESS || FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s\\<<%s>>",
                                                           kWriteFailed, path.c_str(), OrEmpty(valueName));
 }
@@ -195,7 +206,7 @@ bool t_reg::ReadString(t_errorChain& errors, t_str& text, DWORD maxCharacters, c
 
 bool t_reg::WriteString(t_errorChain& errors, std::wstring_view text, const wchar_t* valueName)
 {
-    return SetValue(errors, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), valueName, REG_SZ);
+    return WriteStatus(errors, WriteUnterminatedText(handle.Get(), valueName, text), valueName);
 }
 
 bool t_reg::GetDefaultExpandString(t_errorChain& errors, t_str& text) const

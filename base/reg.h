@@ -11,8 +11,8 @@
 // as "MACHINE\Software\X", used in messages and to repair a key's permissions when a delete is refused.
 //
 // Every operation that takes an error chain returns false on failure after appending the system error and a description
-// with the path; the object stays usable: closed after a failed Open or Create, unchanged after any other failure.
-// Value names may be null or empty for the key's unnamed value.
+// with the path; the object stays usable: closed after a failed Open, unchanged after any other failure (but for the
+// path, which grows by every name that was tried). Value names may be null or empty for the key's unnamed value.
 class t_reg
 {
 public:
@@ -110,6 +110,8 @@ public:
 private:
     // The system error and the text followed by the path. Returns false.
     bool Fail(t_errorChain& errors, LSTATUS code, const wchar_t* text) const;
+    // Whether a write succeeded; reports it when it did not.
+    bool WriteStatus(t_errorChain& errors, LSTATUS result, const wchar_t* valueName) const;
     bool ReadStringOfType(t_errorChain& errors, t_str& text, DWORD maxCharacters, const wchar_t* valueName,
                           DWORD type) const;
 

@@ -2,15 +2,16 @@
 
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(project_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(project_options INTERFACE
+  "$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion;-Werror>")
 
 if(WIN32)
   # 0x0502 is XP x64: what newer systems have is declared and looked up at run time, never imported.
   target_compile_definitions(project_options INTERFACE _WIN32_WINNT=0x0502 WINVER=0x0502 NTDDI_VERSION=0x05020000
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
   # The prefix map and the dropped link time keep two builds of the same sources byte for byte the same.
-  target_compile_options(project_options INTERFACE -Os -ffunction-sections -fdata-sections
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  target_compile_options(project_options INTERFACE
+    "$<$<COMPILE_LANGUAGE:CXX>:-Os;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
   target_link_options(project_options INTERFACE -static -Wl,--gc-sections -Wl,--no-insert-timestamp
     -Wl,--major-subsystem-version=5 -Wl,--minor-subsystem-version=2
     -Wl,--major-os-version=5 -Wl,--minor-os-version=2)
@@ -18,7 +19,7 @@ if(WIN32)
   set(CMAKE_CXX_FLAGS_RELEASE "-DNDEBUG")
 else()
   target_compile_options(project_options INTERFACE -g -O1 -fno-omit-frame-pointer
-    -fsanitize=address,undefined -fno-sanitize-recover=all)
+    -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all)
   target_link_options(project_options INTERFACE -fsanitize=address,undefined)
 endif()
 
