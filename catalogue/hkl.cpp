@@ -1,0 +1,110 @@
+#include "catalogue/hkl.h"
+
+#include <cstddef>
+
+namespace {
+
+// The reverse of the usual sense: the order of the map of records hangs on it.
+int CompareGuidReversed(const t_guid& a, const t_guid& b)
+{
+    const auto order = a <=> b;
+    return order == 0 ? 0 : order < 0 ? 1 : -1;
+}
+
+// The first element from an index on that equals the record; the list's size when there is none. Each pair of a list
+// comes by here, so pairs that cannot be equal are told by one or two numbers: different identifiers are equal only in
+// two profiles of the same GUIDs.
+std::size_t FindEqual(const t_hklList& list, const t_hkl& record, std::size_t index)
+{
+    const bool profile = IsTextServiceProfile(record);
+    const auto mayEqual = [&](const t_hkl& element) {
+        return element.langId == record.langId &&
+               (element.klid == record.klid || (profile && element.profileGuid.data1 == record.profileGuid.data1));
+    };
+    while (index < list.size() && !(mayEqual(list[index]) && EqualHkl(list[index], record))) {
+        ++index;
+    }
+    return index;
+}
+
+} // namespace
+
+bool IsTextServiceProfile(const t_hkl& record)
+{
+    return !IsNullGuid(record.clsid) && !IsNullGuid(record.profileGuid);
+}
+
+bool IsEmptyHkl(const t_hkl& record)
+{
+    return record.klid == 0 && IsNullGuid(record.clsid) && IsNullGuid(record.profileGuid);
+}
+
+bool IsPlainKeyboardLayout(const t_hkl& record)
+{
+    return !IsTextServiceProfile(record) && record.klid != 0 && !IsImeKlid(record.klid);
+}
+
+int CompareHkl(const t_hkl& a, const t_hkl& b)
+{
+    if (a.langId != b.langId) {
+        return a.langId < b.langId ? -1 : 1;
+    }
+    if (IsTextServiceProfile(a) && IsTextServiceProfile(b)) {
+        const int order = CompareGuidReversed(a.clsid, b.clsid);
+        return order != 0 ? order : CompareGuidReversed(a.profileGuid, b.profileGuid);
+    }
+    return a.klid == b.klid ? 0 : a.klid < b.klid ? -1 : 1;
+}
+
+bool EqualHkl(const t_hkl& a, const t_hkl& b)
+{
+    return CompareHkl(a, b) == 0;
+}
+
+bool LessHkl(const t_hkl& a, const t_hkl& b)
+{
+    return CompareHkl(a, b) < 0;
+}
+
+void MergeHkl(t_hkl& target, const t_hkl& source)
+{
+    if (IsNullGuid(target.clsid)) {
+        target.clsid = source.clsid;
+    }
+    if (IsNullGuid(target.profileGuid)) {
+        target.profileGuid = source.profileGuid;
+    }
+    if (source.hkl != 0) {
+        target.hkl = source.hkl;
+    }
+    if (source.langId != 0) {
+        target.langId = source.langId;
+    }
+    if (source.klid != 0) {
+        target.klid = source.klid;
+    }
+}
+
+bool AddHkl(t_hklList& list, const t_hkl& record)
+{
+    if (IsEmptyHkl(record)) {
+        return false;
+    }
+    const std::size_t equal = FindEqual(list, record, 0);
+    if (equal < list.size()) {
+        MergeHkl(list[equal], record);
+        return false;
+    }
+    list.push_back(record);
+    return true;
+}
+
+void DedupeHklList(t_hklList& list)
+{
+    for (std::size_t i = 0; i + 1 < list.size(); ++i) {
+        for (std::size_t j = i + 1; (j = FindEqual(list, list[i], j)) < list.size();) {
+            MergeHkl(list[i], list[j]);
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
+        }
+    }
+}
