@@ -1,0 +1,240 @@
+#include "launch/code_signature.h"
+
+#include <wincrypt.h>
+#include <wintrust.h>
+// These two stand on the one above.
+#include <mscat.h>
+#include <softpub.h>
+
+namespace {
+
+// Loads a library of the system by its full path, and with the system's folder as the first place where its own
+// libraries are looked for: the program's folder could hold one of the same name.
+t_library LoadSystemLibrary(std::wstring_view name)
+{
+    wchar_t folder[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) {
+        return {};
+    }
+    return t_library(LoadLibraryExW(JoinPath(folder, name).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+}
+
+template <class Function>
+bool Find(const t_library& library, const char* name, Function& function)
+{
+    function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library.Get(), name)));
+    return function != nullptr;
+}
+
+// The trust functions of the system. They are looked up and not imported, so that the libraries are loaded only when a
+// signature is to be checked.
+struct t_trustFunctions
+{
+    t_library wintrust = LoadSystemLibrary(L"wintrust.dll");
+    t_library crypt32 = LoadSystemLibrary(L"crypt32.dll");
+    decltype(&WinVerifyTrust) verifyTrust = nullptr;
+    decltype(&WTHelperProvDataFromStateData) dataFromState = nullptr;
+    decltype(&WTHelperGetProvSignerFromChain) signerFromData = nullptr;
+    decltype(&CertGetNameStringW) getNameString = nullptr;
+
+    bool FindAll()
+    {
+        return wintrust && crypt32 && Find(wintrust, "WinVerifyTrust", verifyTrust) &&
+               Find(wintrust, "WTHelperProvDataFromStateData", dataFromState) &&
+               Find(wintrust, "WTHelperGetProvSignerFromChain", signerFromData) &&
+               Find(crypt32, "CertGetNameStringW", getNameString);
+    }
+};
+
+// One check, whose state the system keeps until it is closed.
+class t_trustCheck
+{
+public:
+    t_trustCheck(const t_trustFunctions& trustFunctions, const WINTRUST_DATA& subject)
+        : functions(trustFunctions), request(subject)
+    {
+        request.cbStruct = sizeof(request);
+        request.dwUIChoice = WTD_UI_NONE;
+        request.fdwRevocationChecks = WTD_REVOKE_NONE;
+        request.dwProvFlags = WTD_REVOCATION_CHECK_NONE | WTD_CACHE_ONLY_URL_RETRIEVAL;
+        status = Call(WTD_STATEACTION_VERIFY);
+    }
+    t_trustCheck(const t_trustCheck&) = delete;
+    t_trustCheck& operator=(const t_trustCheck&) = delete;
+    ~t_trustCheck() { Call(WTD_STATEACTION_CLOSE); }
+
+    // Status of the check; ERROR_SUCCESS only with the signer's name read.
+    LONG ReadSigner(t_str& signer) const
+    {
+        if (status != ERROR_SUCCESS) {
+            return status;
+        }
+        CRYPT_PROVIDER_DATA* const data = functions.dataFromState(request.hWVTStateData);
+        const CRYPT_PROVIDER_SGNR* const first =
+            data != nullptr ? functions.signerFromData(data, 0, FALSE, 0) : nullptr;
+        if (first == nullptr || first->csCertChain == 0) {
+            return TRUST_E_NO_SIGNER_CERT;
+        }
+        const PCCERT_CONTEXT certificate = first->pasCertChain[0].pCert;
+        const DWORD size = functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, nullptr, 0);
+        signer.resize(size);
+        functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, signer.data(), size);
+        // The size counts the terminator; a name with a null inside it stays longer than its first half.
+        signer.resize(size > 0 ? size - 1 : 0);
+        return signer.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
+    }
+
+private:
+    LONG Call(DWORD stateAction)
+    {
+        GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+        request.dwStateAction = stateAction;
+        return functions.verifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &request);
+    }
+
+    const t_trustFunctions& functions;
+    WINTRUST_DATA request;
+    LONG status;
+};
+
+// The catalogue functions of the system. The two that compute digests newer than SHA-1 came with Windows 8.
+struct t_catalogueFunctions
+{
+    decltype(&CryptCATAdminAcquireContext) acquire = nullptr;
+    decltype(&CryptCATAdminAcquireContext2) acquireForAlgorithm = nullptr;
+    decltype(&CryptCATAdminCalcHashFromFileHandle) computeHash = nullptr;
+    decltype(&CryptCATAdminCalcHashFromFileHandle2) computeHashFor = nullptr;
+    decltype(&CryptCATAdminEnumCatalogFromHash) find = nullptr;
+    decltype(&CryptCATCatalogInfoFromContext) readInfo = nullptr;
+    decltype(&CryptCATAdminReleaseCatalogContext) releaseCatalogue = nullptr;
+    decltype(&CryptCATAdminReleaseContext) release = nullptr;
+
+    bool FindAll(const t_library& wintrust)
+    {
+        if (!Find(wintrust, "CryptCATAdminAcquireContext2", acquireForAlgorithm) ||
+            !Find(wintrust, "CryptCATAdminCalcHashFromFileHandle2", computeHashFor)) {
+            acquireForAlgorithm = nullptr;
+        }
+        return Find(wintrust, "CryptCATAdminAcquireContext", acquire) &&
+               Find(wintrust, "CryptCATAdminCalcHashFromFileHandle", computeHash) &&
+               Find(wintrust, "CryptCATAdminEnumCatalogFromHash", find) &&
+               Find(wintrust, "CryptCATCatalogInfoFromContext", readInfo) &&
+               Find(wintrust, "CryptCATAdminReleaseCatalogContext", releaseCatalogue) &&
+               Find(wintrust, "CryptCATAdminReleaseContext", release);
+    }
+};
+
+// A search of the system's catalogues, which list digests of files and are signed in the files' place.
+class t_catalogueSearch
+{
+public:
+    //   algorithm  name of the digest algorithm; null for SHA-1, the only one before Windows 8
+    t_catalogueSearch(const t_catalogueFunctions& catalogueFunctions, HANDLE file, const wchar_t* algorithm)
+        : functions(catalogueFunctions)
+    {
+        const GUID subsystem = DRIVER_ACTION_VERIFY;
+        const bool ready =
+            algorithm != nullptr
+                ? functions.acquireForAlgorithm(&admin, &subsystem, algorithm, nullptr, 0) &&
+                      functions.computeHashFor(admin, file, &hashBytes, hash, 0)
+                : functions.acquire(&admin, &subsystem, 0) && functions.computeHash(file, &hashBytes, hash, 0);
+        if (ready) {
+            catalogue = functions.find(admin, hash, hashBytes, 0, nullptr);
+        }
+    }
+    t_catalogueSearch(const t_catalogueSearch&) = delete;
+    t_catalogueSearch& operator=(const t_catalogueSearch&) = delete;
+    ~t_catalogueSearch()
+    {
+        if (catalogue != nullptr) {
+            functions.releaseCatalogue(admin, catalogue, 0);
+        }
+        if (admin != nullptr) {
+            functions.release(admin, 0);
+        }
+    }
+
+    // Checks the catalogue that was found; TRUST_E_NOSIGNATURE when none was.
+    LONG ReadSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+    {
+        CATALOG_INFO info{};
+        info.cbStruct = sizeof(info);
+        if (catalogue == nullptr || !functions.readInfo(catalogue, &info, 0)) {
+            return TRUST_E_NOSIGNATURE;
+        }
+        t_str memberTag;
+        for (DWORD index = 0; index < hashBytes; ++index) {
+            memberTag.AppendFormat(L"%02X", hash[index]);
+        }
+        // Windows 8 added one field, which tells the algorithm; older systems go by the size and leave it alone.
+        struct t_catalogueMember
+        {
+            WINTRUST_CATALOG_INFO member;
+            HCATADMIN admin;
+        } subject{};
+        static_assert(sizeof(subject) == sizeof(WINTRUST_CATALOG_INFO) + sizeof(HCATADMIN));
+        subject.member.cbStruct = sizeof(subject);
+        subject.member.pcwszCatalogFilePath = info.wszCatalogFile;
+        subject.member.pcwszMemberTag = memberTag.c_str();
+        subject.member.pcwszMemberFilePath = file.Path().c_str();
+        subject.member.hMemberFile = file.Handle();
+        subject.member.pbCalculatedFileHash = hash;
+        subject.member.cbCalculatedFileHash = hashBytes;
+        subject.admin = admin;
+        WINTRUST_DATA request{};
+        request.dwUnionChoice = WTD_CHOICE_CATALOG;
+        request.pCatalog = &subject.member;
+        return t_trustCheck(trustFunctions, request).ReadSigner(signer);
+    }
+
+private:
+    const t_catalogueFunctions& functions;
+    HCATADMIN admin = nullptr;
+    HCATINFO catalogue = nullptr;
+    BYTE hash[64]{};
+    DWORD hashBytes = sizeof(hash);
+};
+
+LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_str& signer)
+{
+    WINTRUST_FILE_INFO subject{};
+    subject.cbStruct = sizeof(subject);
+    subject.pcwszFilePath = file.Path().c_str();
+    subject.hFile = file.Handle();
+    WINTRUST_DATA request{};
+    request.dwUnionChoice = WTD_CHOICE_FILE;
+    request.pFile = &subject;
+    return t_trustCheck(functions, request).ReadSigner(signer);
+}
+
+LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+{
+    t_catalogueFunctions functions;
+    if (!functions.FindAll(trustFunctions.wintrust)) {
+        return TRUST_E_NOSIGNATURE;
+    }
+    LONG status = TRUST_E_NOSIGNATURE;
+    if (functions.acquireForAlgorithm != nullptr) {
+        status = t_catalogueSearch(functions, file.Handle(), L"SHA256").ReadSigner(trustFunctions, file, signer);
+    }
+    if (status == TRUST_E_NOSIGNATURE) {
+        status = t_catalogueSearch(functions, file.Handle(), nullptr).ReadSigner(trustFunctions, file, signer);
+    }
+    return status;
+}
+
+} // namespace
+
+LONG ReadCodeSigner(const t_heldFile& file, t_str& signer)
+{
+    signer.clear();
+    t_trustFunctions functions;
+    if (!functions.FindAll()) {
+        return TRUST_E_PROVIDER_UNKNOWN;
+    }
+    const LONG status = ReadOwnSigner(functions, file, signer);
+    const bool unsignedItself =
+        status == TRUST_E_NOSIGNATURE || status == TRUST_E_SUBJECT_FORM_UNKNOWN || status == TRUST_E_PROVIDER_UNKNOWN;
+    return unsignedItself ? ReadCatalogueSigner(functions, file, signer) : status;
+}

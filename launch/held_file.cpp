@@ -1,0 +1,149 @@
+#include "launch/held_file.h"
+
+#include <algorithm>
+
+#include "base/ascii_case.h"
+#include "base/system_function.h"
+#include "diag/system_error.h"
+
+namespace {
+
+constexpr std::wstring_view kLongForm = L"\\\\?\\";
+constexpr std::wstring_view kLongNetworkForm = L"\\\\?\\UNC\\";
+
+bool StartsWithDrive(std::wstring_view path)
+{
+    return path.size() >= 3 && FoldCase(path[0]) >= L'a' && FoldCase(path[0]) <= L'z' && path[1] == L':' &&
+           path[2] == L'\\';
+}
+
+// Takes "\\?\" off. Returns false when what is left is not a full path on a drive or of a network share.
+bool MakePlain(t_path& path)
+{
+    if (EqualIgnoringCase(std::wstring_view(path).substr(0, kLongNetworkForm.size()), kLongNetworkForm)) {
+        path.replace(0, kLongNetworkForm.size(), L"\\\\");
+    } else if (path.starts_with(kLongForm)) {
+        path.erase(0, kLongForm.size());
+        return StartsWithDrive(path);
+    }
+    const bool ofServer = path.size() > 2 && path.starts_with(L"\\\\") &&
+                          std::wstring_view(L"\\.?").find(path[2]) == std::wstring_view::npos;
+    return ofServer || StartsWithDrive(path);
+}
+
+// Whether the path, or the way to it, is a link or a mount point, or cannot be looked at.
+bool LeadsOverLink(const t_path& path)
+{
+    std::size_t end = StartsWithDrive(path) ? 2 : path.find(L'\\', path.find(L'\\', 2) + 1);
+    while (end != t_path::npos) {
+        end = path.find(L'\\', end + 1);
+        const DWORD attributes = GetFileAttributesW(path.substr(0, end).c_str());
+        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Finds the plain path that an open file or folder really has; the path it was opened by serves where the system cannot
+// tell. Sets the last error on failure.
+bool ReadRealPath(HANDLE opened, const t_path& plainPath, t_path& realPath)
+{
+    using t_finalPathCall = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
+    const auto finalPathCall = FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+
+    wchar_t buffer[MAX_PATH + kLongNetworkForm.size()];
+    DWORD length = 0;
+    if (finalPathCall != nullptr) {
+        length = finalPathCall(opened, buffer, ARRAYSIZE(buffer), 0);
+    } else {
+        length = GetFullPathNameW(plainPath.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
+        if (length != 0 && length < ARRAYSIZE(buffer)) {
+            length = GetLongPathNameW(buffer, buffer, ARRAYSIZE(buffer));
+        }
+    }
+    if (length == 0) {
+        return false;
+    }
+    if (length < ARRAYSIZE(buffer)) {
+        realPath.assign(buffer, length);
+    }
+    if (length >= ARRAYSIZE(buffer) || !MakePlain(realPath) || realPath.size() >= MAX_PATH) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return false;
+    }
+    if (finalPathCall == nullptr && LeadsOverLink(realPath)) {
+        SetLastError(ERROR_CANT_ACCESS_FILE);
+        return false;
+    }
+    return true;
+}
+
+// Opens a file or folder to ask what it is; it takes part in no sharing.
+t_handle OpenToIdentify(const wchar_t* path)
+{
+    return MakeFileHandle(CreateFileW(path, FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+bool AreSame(HANDLE a, HANDLE b)
+{
+    BY_HANDLE_FILE_INFORMATION first{};
+    BY_HANDLE_FILE_INFORMATION second{};
+    return GetFileInformationByHandle(a, &first) && GetFileInformationByHandle(b, &second) &&
+           first.dwVolumeSerialNumber == second.dwVolumeSerialNumber && first.nFileIndexHigh == second.nFileIndexHigh &&
+           first.nFileIndexLow == second.nFileIndexLow;
+}
+
+} // namespace
+
+bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
+{
+    file.Reset();
+    t_path plainPath(path);
+    std::replace(plainPath.begin(), plainPath.end(), L'/', L'\\');
+    const t_path opened = plainPath;
+    if (!MakePlain(plainPath)) {
+        return errors.Fail(L"模块校验失败:%s 不是驱动器或网络上的完整路径", path);
+    }
+    if (plainPath.find(L':', 2) != t_path::npos) {
+        return errors.Fail(L"模块校验失败:%s 指向文件中的数据流", path);
+    }
+
+    file = MakeFileHandle(CreateFileW(opened.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法打开 %s", path);
+    }
+    if (!ReadRealPath(file.Get(), plainPath, realPath)) {
+        return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法确定 %s 的真实路径", path);
+    }
+    // The program is started by this path, so it must lead here. It may not: without "\\?\" a name that ends with a dot
+    // or blank stands for another file, and before Vista a link could have been exchanged meanwhile.
+    const t_handle again = OpenToIdentify(realPath.c_str());
+    if (!again || !AreSame(file.Get(), again.Get())) {
+        return errors.Fail(L"模块校验失败:%s 与 %s 不是同一个文件", path, realPath.c_str());
+    }
+    return true;
+}
+
+bool t_heldFile::IsInSystemDirectory() const
+{
+    wchar_t text[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(text, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) {
+        return false;
+    }
+    const t_handle systemDirectory = OpenToIdentify(text);
+    t_path systemPath;
+    t_path folderPath = realPath;
+    folderPath.CutLastComponent();
+    // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
+    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), t_path(text), systemPath) ||
+        !EqualIgnoringCase(folderPath, systemPath)) {
+        return false;
+    }
+    const t_handle folder = OpenToIdentify(folderPath.c_str());
+    return folder && AreSame(folder.Get(), systemDirectory.Get());
+}
