@@ -1,0 +1,141 @@
+#include "imereg/user_hives.h"
+
+#include <sddl.h>
+#include <shlobj.h>
+#include <wtsapi32.h>
+
+#include <cwchar>
+#include <memory>
+#include <new>
+
+#include "base/ascii_case.h"
+#include "base/os_version.h"
+#include "base/privilege.h"
+#include "imereg/layout_keys.h"
+#include "imereg/preload.h"
+
+namespace {
+
+constexpr wchar_t kDefaultUser[] = L"default_user";
+constexpr wchar_t kCompanionPrefix[] = L"imsc";
+constexpr const wchar_t* kSystemAccounts[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
+
+void FreeSessionText(wchar_t* text)
+{
+    WTSFreeMemory(text);
+}
+
+using t_sessionText = ImmUnique<wchar_t*, &FreeSessionText>;
+
+// The security identifier of an account of this machine, or null.
+std::unique_ptr<BYTE[]> LookUpAccount(const wchar_t* userName)
+{
+    wchar_t domain[1024];
+    DWORD domainLength = ARRAYSIZE(domain);
+    DWORD size = 0;
+    SID_NAME_USE use{};
+    LookupAccountNameW(nullptr, userName, nullptr, &size, domain, &domainLength, &use);
+    if (size == 0) {
+        return nullptr;
+    }
+    std::unique_ptr<BYTE[]> sid(new (std::nothrow) BYTE[size]);
+    domainLength = ARRAYSIZE(domain);
+    const bool found =
+        sid != nullptr && LookupAccountNameW(nullptr, userName, sid.get(), &size, domain, &domainLength, &use);
+    return found ? std::move(sid) : nullptr;
+}
+
+} // namespace
+
+t_keyHandle OpenInteractiveUserHive()
+{
+    t_sessionText userName;
+    DWORD bytes = 0;
+    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, WTSUserName, userName.Put(),
+                                     &bytes) ||
+        !userName || *userName.Get() == L'\0') {
+        return {};
+    }
+    const std::unique_ptr<BYTE[]> sid = LookUpAccount(userName.Get());
+    wchar_t* sidText = nullptr;
+    if (sid == nullptr || !ConvertSidToStringSidW(sid.get(), &sidText)) {
+        return {};
+    }
+    const t_localMemory owner(sidText);
+    // The access mask stands for the options as well, on purpose: among its bits is the one that opens a key that is a
+    // link itself instead of following it.
+    t_keyHandle hive;
+    RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
+    return hive;
+}
+
+bool GetDefaultUserHivePath(wchar_t (&buffer)[MAX_PATH])
+{
+    if (!SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_PROFILE, FALSE)) {
+        return false;
+    }
+    wchar_t* const backslash = std::wcsrchr(buffer, L'\\');
+    if (backslash == nullptr) {
+        return false;
+    }
+    const wchar_t* const tail = IsVistaOrLater() ? L"default\\NTUSER.DAT" : L"Default User\\NTUSER.DAT";
+    const auto room = static_cast<std::size_t>(buffer + ARRAYSIZE(buffer) - (backslash + 1));
+    if (std::wcslen(tail) >= room) {
+        return false;
+    }
+    std::wcscpy(backslash + 1, tail);
+    return true;
+}
+
+LSTATUS AddToDefaultUserHive(std::uint32_t klid)
+{
+    wchar_t path[MAX_PATH];
+    if (!GetDefaultUserHivePath(path)) {
+        return ERROR_PATH_NOT_FOUND;
+    }
+    SetPrivilege(L"SeRestorePrivilege", true);
+    SetPrivilege(L"SeBackupPrivilege", true);
+    // A hive that does not load leaves the privileges enabled: the process ends soon, and removing them would be final.
+    LSTATUS result = RegLoadKeyW(HKEY_USERS, kDefaultUser, path);
+    if (result != ERROR_SUCCESS) {
+        return result;
+    }
+    {
+        t_keyHandle hive;
+        if (RegOpenKeyW(HKEY_USERS, kDefaultUser, hive.Put()) == ERROR_SUCCESS) {
+            AddToPreload(klid, hive.Get(), kDefaultUser, false);
+            AddCompanionLayouts(hive.Get());
+        }
+    }
+    // Unloading fails while a key of the hive is open, so this comes after the block above.
+    result = RegUnLoadKeyW(HKEY_USERS, kDefaultUser);
+    SetPrivilege(L"SeRestorePrivilege", false);
+    SetPrivilege(L"SeBackupPrivilege", false);
+    return result;
+}
+
+void AddCompanionLayouts(HKEY hive)
+{
+    t_keyHandle layouts;
+    if (OpenLayoutsKey(KEY_READ, layouts) != ERROR_SUCCESS) {
+        return;
+    }
+    constexpr std::size_t kPrefixLength = ARRAYSIZE(kCompanionPrefix) - 1;
+    for (const std::uint32_t klid : CollectChineseKlids(layouts.Get())) {
+        t_str imeFile;
+        if (ReadImeFile(layouts.Get(), klid, KEY_ALL_ACCESS, imeFile) &&
+            EqualIgnoringCase(std::wstring_view(imeFile).substr(0, kPrefixLength), kCompanionPrefix)) {
+            AddToPreload(klid, hive, kDefaultUser, false);
+        }
+    }
+}
+
+void RemoveFromSystemAccountHives(std::uint32_t klid)
+{
+    for (const wchar_t* const account : kSystemAccounts) {
+        t_keyHandle hive;
+        if (RegOpenKeyExW(HKEY_USERS, account, 0, KEY_ALL_ACCESS, hive.Put()) == ERROR_SUCCESS) {
+            RemoveFromPreload(klid, hive.Get());
+        }
+    }
+}
