@@ -1,0 +1,87 @@
+#include "config/config_file.h"
+
+#include <new>
+#include <utility>
+
+#include "base/perf.h"
+#include "config/code_page.h"
+#include "config/encoding.h"
+#include "config/stored_file.h"
+
+namespace n_config {
+
+namespace {
+
+// Code page 936 has no byte-order mark: converted with the text, it is stored as this.
+constexpr char kConvertedMark = '?';
+
+bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
+{
+    if (cipher != nullptr) {
+        // A stored text begins with a comment, a header or nothing, so this character can only be the mark.
+        return cipher->Decipher(bytes) &&
+               DecodeCodePage936(std::string_view(bytes).substr(bytes.starts_with(kConvertedMark) ? 1 : 0), decoded);
+    }
+    const t_decoded result = DecodeText(bytes, decoded);
+    return result == t_decoded::text || (result == t_decoded::codePage936 && DecodeCodePage936(bytes, decoded));
+}
+
+} // namespace
+
+bool t_configFile::Load(t_errorChain& errors, const wchar_t* path)
+{
+    const t_perfSection perf(t_perfKind::section, L"ReadConfig");
+    try {
+        if (ReadText(errors, path)) {
+            ReadItems();
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
+        errors.Fail(L"无法解析ini文件");
+    }
+    text.Clear();
+    ReadItems();
+    return false;
+}
+
+bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path)
+{
+    std::string bytes;
+    std::wstring decoded;
+    if (!ReadStoredFile(errors, path, bytes)) {
+        return false;
+    }
+    if (!Decode(std::move(bytes), cipher, decoded)) {
+        return errors.Fail(L"无法解析ini文件");
+    }
+    text.Parse(decoded);
+    return true;
+}
+
+bool t_configFile::Save(t_errorChain& errors, const wchar_t* path)
+{
+    const t_perfSection perf(t_perfKind::section, L"WriteConfig");
+    try {
+        WriteItems();
+        std::string bytes;
+        return Encode(errors, bytes) && ReplaceStoredFile(errors, path, bytes);
+    } catch (const std::bad_alloc&) {
+        return errors.Fail(L"保存ini文件失败:分配内存失败");
+    }
+}
+
+bool t_configFile::Encode(t_errorChain& errors, std::string& bytes)
+{
+    const std::wstring rendered = text.Render();
+    if (cipher == nullptr) {
+        bytes = EncodeUtf16(rendered);
+        return true;
+    }
+    if (!EncodeCodePage936(rendered, bytes)) {
+        return errors.Fail(L"保存ini文件失败:转换失败");
+    }
+    bytes.insert(bytes.begin(), kConvertedMark);
+    return cipher->Encipher(bytes) || errors.Fail(L"保存ini文件失败:加密失败");
+}
+
+} // namespace n_config

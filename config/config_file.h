@@ -1,0 +1,52 @@
+#pragma once
+
+#include "config/cipher.h"
+#include "config/config_text.h"
+#include "diag/error_chain.h"
+
+namespace n_config {
+
+// A configuration file: its text, and in subclasses the typed items of a schema.
+//
+// A single key of any such file: Load, then Text().FindValue(L"section", L"key").
+class t_configFile
+{
+public:
+    //   cipherToUse  for a file that is stored enciphered, in code page 936; must outlive this object; null for a plain
+    //                file, which is stored as UTF-16
+    explicit t_configFile(t_cipher* cipherToUse = nullptr) : cipher(cipherToUse) {}
+    t_configFile(const t_configFile&) = delete;
+    t_configFile& operator=(const t_configFile&) = delete;
+    virtual ~t_configFile() = default;
+
+    // Reads a file of at most 64 MiB. A plain file is UTF-16 behind its mark, UTF-8 with or without one, or else code
+    // page 936. Lines that are no comment, header or key line are left out.
+    //   path  not null
+    // On failure the text is empty, every item has its default, and the chain has "无法打开ini文件", "无法读取ini文件",
+    // "无法读取ini文件:分配内存失败" or "无法解析ini文件", behind the system error where there is one.
+    bool Load(t_errorChain& errors, const wchar_t* path);
+
+    // Writes the items into the text and stores it. The file has its old content until the new one is complete.
+    //   path  not null
+    // On failure the stored file is as it was, but for its attributes, and the chain has "保存ini文件失败:转换失败"
+    // when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher refuses, or the system error and
+    // the path.
+    bool Save(t_errorChain& errors, const wchar_t* path);
+
+    t_configText& Text() { return text; }
+    const t_configText& Text() const { return text; }
+
+protected:
+    // Take the values of all items from the text, and put them into it.
+    virtual void ReadItems() {}
+    virtual void WriteItems() {}
+
+private:
+    bool ReadText(t_errorChain& errors, const wchar_t* path);
+    bool Encode(t_errorChain& errors, std::string& bytes);
+
+    t_cipher* cipher;
+    t_configText text;
+};
+
+} // namespace n_config

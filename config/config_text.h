@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory_resource>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/simple_array.h"
+#include "config/name_table.h"
+
+namespace n_config {
+
+// The content of one configuration file: comment lines and sections in order, each section with its comment lines and
+// keys in order. Names are found without letter case. The texts and records live in one arena.
+//
+// A key that stands in a section more than once has the value of its first line, as the system's own profile functions
+// read it; the other lines are kept and written back with their own values.
+//
+// Memory that cannot be had raises std::bad_alloc; the object may then be cleared or destroyed.
+class t_configText
+{
+public:
+    t_configText() = default;
+    t_configText(const t_configText&) = delete;
+    t_configText& operator=(const t_configText&) = delete;
+
+    // Replaces the content by that of a text. Lines end with LF or CR LF; what is no comment, header or key line is
+    // left out.
+    void Parse(std::wstring_view text);
+
+    // Returns the text to be stored, every line ended by CR LF. A key that begins with ";" or "[" gets a space before
+    // it: only an indented line can be such a key when it is read again.
+    std::wstring Render() const;
+
+    // Drops everything.
+    void Clear();
+
+    // Returns the value of a key, or none. The view is valid until the key is set or the content replaced.
+    std::optional<std::wstring_view> FindValue(std::wstring_view section, std::wstring_view key) const;
+
+    // Sets the value of a key; the section and the key are appended when they are missing. The memory of the former
+    // value is not used again before Clear.
+    //   section, key  names as a file can hold them: not empty, without surrounding white space, line ends, "]" or "="
+    //   value         read again without surrounding white space, and up to its first line end
+    void SetValue(std::wstring_view section, std::wstring_view key, std::wstring_view value);
+
+    // The names of the sections in order, valid until the content is replaced.
+    itl::ImmSimpleArray<std::wstring_view> SectionNames() const;
+
+private:
+    struct t_section;
+
+    template <class Entry>
+    Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value);
+    t_section* FindSection(std::wstring_view name) const;
+    t_section& OpenSection(std::wstring_view name);
+    void AppendKey(t_section& section, std::wstring_view key, std::wstring_view value);
+
+    std::pmr::monotonic_buffer_resource arena;
+    t_entryList order;
+    t_nameTable sections;
+};
+
+} // namespace n_config

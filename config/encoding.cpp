@@ -1,0 +1,95 @@
+#include "config/encoding.h"
+
+#include <cstdint>
+
+namespace n_config {
+
+namespace {
+
+constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+constexpr std::string_view kUtf16BigEndianMark = "\xFE\xFF";
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+std::uint32_t Byte(char byte)
+{
+    return static_cast<unsigned char>(byte);
+}
+
+bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::wstring& text)
+{
+    text.resize(bytes.size() / 2);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::uint32_t first = Byte(bytes[2 * i]), second = Byte(bytes[2 * i + 1]);
+        text[i] = static_cast<wchar_t>(bigEndian ? first << 8 | second : second << 8 | first);
+    }
+    return bytes.size() % 2 == 0;
+}
+
+bool DecodeUtf8(std::string_view bytes, std::wstring& text)
+{
+    text.clear();
+    text.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::uint32_t lead = Byte(bytes[i++]);
+        const int following = lead < 0x80   ? 0
+                              : lead < 0xC0 ? -1
+                              : lead < 0xE0 ? 1
+                              : lead < 0xF0 ? 2
+                              : lead < 0xF8 ? 3
+                                            : -1;
+        if (following < 0 || bytes.size() - i < static_cast<std::size_t>(following)) {
+            return false;
+        }
+        std::uint32_t point = following == 0 ? lead : lead & (0x3Fu >> following);
+        for (int k = 0; k < following; ++k) {
+            const std::uint32_t next = Byte(bytes[i++]);
+            if ((next & 0xC0) != 0x80) {
+                return false;
+            }
+            point = point << 6 | (next & 0x3F);
+        }
+        constexpr std::uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
+        if (point < kSmallest[following] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
+            return false;
+        }
+        if (point >= 0x10000) {
+            text += static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
+            point = 0xDC00 + (point & 0x3FF);
+        }
+        text += static_cast<wchar_t>(point);
+    }
+    return true;
+}
+
+} // namespace
+
+t_decoded DecodeText(std::string_view bytes, std::wstring& text)
+{
+    const auto behind = [bytes](std::string_view mark) { return bytes.substr(mark.size()); };
+    bool valid = false;
+    if (bytes.starts_with(kUtf16Mark)) {
+        valid = DecodeUtf16(behind(kUtf16Mark), false, text);
+    } else if (bytes.starts_with(kUtf16BigEndianMark)) {
+        valid = DecodeUtf16(behind(kUtf16BigEndianMark), true, text);
+    } else if (bytes.starts_with(kUtf8Mark)) {
+        valid = DecodeUtf8(behind(kUtf8Mark), text);
+    } else if (!DecodeUtf8(bytes, text)) {
+        return t_decoded::codePage936;
+    } else {
+        valid = true;
+    }
+    return valid ? t_decoded::text : t_decoded::notText;
+}
+
+std::string EncodeUtf16(std::wstring_view text)
+{
+    std::string bytes(kUtf16Mark);
+    bytes.reserve(bytes.size() + 2 * text.size());
+    for (const wchar_t unit : text) {
+        bytes += static_cast<char>(unit & 0xFF);
+        bytes += static_cast<char>(static_cast<std::uint32_t>(unit) >> 8 & 0xFF);
+    }
+    return bytes;
+}
+
+} // namespace n_config

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// The stored forms of a configuration text. Byte order is spelled out, so the results do not depend on the platform.
+namespace n_config {
+
+enum class t_decoded
+{
+    text,        // the text was decoded
+    codePage936, // no mark and not UTF-8: the bytes are for the system's converter
+    notText,     // the bytes are no text of the encoding that their mark announces
+};
+
+// Decodes UTF-16 behind the marks FF FE (little-endian) and FE FF (big-endian), UTF-8 behind EF BB BF, and UTF-8
+// without a mark. Nothing is replaced or left out: half a UTF-16 unit at the end, or invalid UTF-8 behind its mark, is
+// not text, because a file read with a loss would later be saved with it. Single surrogates in UTF-16 are kept.
+//   text  receives the text without its mark; of no meaning with the other results
+t_decoded DecodeText(std::string_view bytes, std::wstring& text);
+
+// Returns the UTF-16 little-endian bytes of a text behind the mark FF FE.
+std::string EncodeUtf16(std::wstring_view text);
+
+} // namespace n_config

@@ -1,0 +1,165 @@
+#include "config/stored_file.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "base/handles.h"
+#include "diag/system_error.h"
+
+namespace n_config {
+
+namespace {
+
+// Network redirectors before Vista refuse to move more than 64 MB in one call.
+constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
+
+bool ReadBytes(HANDLE file, std::string& bytes)
+{
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        DWORD moved = 0;
+        const DWORD chunk = static_cast<DWORD>(std::min(bytes.size() - done, kChunkBytes));
+        if (!ReadFile(file, bytes.data() + done, chunk, &moved, nullptr)) {
+            return false;
+        }
+        if (moved == 0) {
+            break; // the file was cut since its size was read
+        }
+        done += moved;
+    }
+    bytes.resize(done);
+    return true;
+}
+
+bool WriteBytes(HANDLE file, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        DWORD moved = 0;
+        const DWORD chunk = static_cast<DWORD>(std::min(bytes.size(), kChunkBytes));
+        if (!WriteFile(file, bytes.data(), chunk, &moved, nullptr)) {
+            return false;
+        }
+        if (moved == 0) {
+            SetLastError(ERROR_DISK_FULL);
+            return false;
+        }
+        bytes.remove_prefix(moved);
+    }
+    return true;
+}
+
+// A file beside another one, deleted unless it takes the other's name.
+class t_replacement
+{
+public:
+    explicit t_replacement(const wchar_t* pathToReplace) : target(pathToReplace) {}
+    t_replacement(const t_replacement&) = delete;
+    t_replacement& operator=(const t_replacement&) = delete;
+    ~t_replacement()
+    {
+        if (exists) {
+            file.Reset();
+            DeleteFileW(path.c_str());
+        }
+    }
+
+    // Creates the file empty, never touching one that exists.
+    bool Create()
+    {
+        const std::wstring_view whole(target);
+        const std::wstring directory(whole.substr(0, whole.find_last_of(L"\\/:") + 1));
+        DWORD number = GetTickCount() ^ (GetCurrentProcessId() << 16);
+        for (int attempt = 0; attempt < 100; ++attempt, ++number) {
+            // A name of 8 and 3 characters fits into every directory that can be made.
+            path = FormatStr(L"%s%08x.tmp", directory.c_str(), number);
+            file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE | WRITE_DAC, 0, nullptr, CREATE_NEW,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
+            exists = static_cast<bool>(file);
+            if (exists || GetLastError() != ERROR_FILE_EXISTS) {
+                break;
+            }
+        }
+        return exists;
+    }
+
+    // Gives the file the access list of the one it is to replace. Without one, or where the file system has none, the
+    // list inherited from the directory stays.
+    void CopyAccessList()
+    {
+        DWORD size = 0;
+        GetFileSecurityW(target, DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+        const std::unique_ptr<BYTE[]> descriptor(size != 0 ? new (std::nothrow) BYTE[size] : nullptr);
+        if (descriptor != nullptr &&
+            GetFileSecurityW(target, DACL_SECURITY_INFORMATION, descriptor.get(), size, &size)) {
+            // Without this request the list would no longer count as inherited from the directory.
+            SetSecurityDescriptorControl(descriptor.get(), SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
+            SetKernelObjectSecurity(file.Get(), DACL_SECURITY_INFORMATION, descriptor.get());
+        }
+    }
+
+    // Writes the content through to the disk.
+    bool Write(std::string_view bytes) { return WriteBytes(file.Get(), bytes) && FlushFileBuffers(file.Get()); }
+
+    // Takes the other file's name. MoveFileExW does it in one step; ReplaceFileW needs two, and the name would be gone
+    // for a moment between them.
+    bool TakeName()
+    {
+        file.Reset();
+        if (!MoveFileExW(path.c_str(), target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+            return false;
+        }
+        exists = false;
+        return true;
+    }
+
+private:
+    const wchar_t* target;
+    ::t_str path;
+    t_handle file;
+    bool exists = false;
+};
+
+} // namespace
+
+bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes)
+{
+    const t_handle file =
+        MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                   OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!file) {
+        return FailWithSystemError(errors, GetLastError(), L"无法打开ini文件");
+    }
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file.Get(), &size)) {
+        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
+    }
+    if (size.QuadPart > static_cast<LONGLONG>(kMaxFileBytes)) {
+        return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"无法读取ini文件");
+    }
+    try {
+        bytes.resize(static_cast<std::size_t>(size.QuadPart));
+    } catch (const std::bad_alloc&) {
+        return FailWithSystemError(errors, ERROR_NOT_ENOUGH_MEMORY, L"无法读取ini文件:分配内存失败");
+    }
+    if (!ReadBytes(file.Get(), bytes)) {
+        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
+    }
+    return true;
+}
+
+bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes)
+{
+    SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL); // a read-only file cannot be replaced
+    t_replacement replacement(path);
+    bool done = replacement.Create();
+    if (done) {
+        replacement.CopyAccessList();
+        done = replacement.Write(bytes) && replacement.TakeName();
+    }
+    return done || FailWithSystemError(errors, GetLastError(), L"保存ini文件失败:%s", path);
+}
+
+} // namespace n_config

@@ -1,0 +1,112 @@
+#include "config/typed_items.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace n_config {
+
+namespace {
+
+constexpr std::size_t kMaxKeyName = 259;
+constexpr std::size_t kMinIntegerBuffer = 11;
+
+// Reads digits and nothing else; at least one, and a number up to the limit.
+bool ParseDigits(std::wstring_view text, std::uint32_t base, std::uint32_t limit, std::uint32_t& number)
+{
+    std::uint64_t sum = 0;
+    for (const wchar_t unit : text) {
+        std::uint32_t digit = base;
+        if (unit >= L'0' && unit <= L'9') {
+            digit = static_cast<std::uint32_t>(unit - L'0');
+        } else if (unit >= L'a' && unit <= L'f') {
+            digit = static_cast<std::uint32_t>(unit - L'a' + 10);
+        } else if (unit >= L'A' && unit <= L'F') {
+            digit = static_cast<std::uint32_t>(unit - L'A' + 10);
+        }
+        sum = sum * base + digit;
+        if (digit >= base || sum > limit) {
+            return false;
+        }
+    }
+    number = static_cast<std::uint32_t>(sum);
+    return !text.empty();
+}
+
+std::wstring_view TrimSpaces(std::wstring_view text)
+{
+    constexpr wchar_t kWhiteSpace[] = L" \t\r";
+    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+    return text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
+}
+
+} // namespace
+
+bool ParseInteger(std::wstring_view text, std::int32_t& value)
+{
+    constexpr std::uint32_t kLargest = std::numeric_limits<std::int32_t>::max();
+    std::uint32_t number = 0;
+    if (text.starts_with(L"0x")) {
+        if (!ParseDigits(text.substr(2), 16, std::numeric_limits<std::uint32_t>::max(), number)) {
+            return false;
+        }
+    } else {
+        const bool negative = text.starts_with(L'-');
+        if (negative || text.starts_with(L'+')) {
+            text.remove_prefix(1);
+        }
+        if (!ParseDigits(text, 10, negative ? kLargest + 1 : kLargest, number)) {
+            return false;
+        }
+        number = negative ? 0u - number : number;
+    }
+    value = static_cast<std::int32_t>(number);
+    return true;
+}
+
+bool FormatInteger(std::int32_t value, t_integerStyle style, std::span<wchar_t> buffer)
+{
+    // The eleven characters that every caller must offer do not hold "-2147483648" with its terminator.
+    const ::t_str text = FormatStr(style == t_integerStyle::decimal ? L"%d" : L"0x%x", value);
+    if (buffer.size() < kMinIntegerBuffer || buffer.size() <= text.size()) {
+        return false;
+    }
+    std::copy_n(text.c_str(), text.size() + 1, buffer.begin());
+    return true;
+}
+
+::t_str ComposeKeyName(std::wstring_view prefix, std::wstring_view name)
+{
+    ::t_str composed{std::wstring(prefix)};
+    composed += name;
+    composed.resize(std::min(composed.size(), kMaxKeyName));
+    return composed;
+}
+
+bool t_stringCodec::Parse(std::wstring_view text, t_value& value)
+{
+    value.assign(text);
+    return true;
+}
+
+bool t_listCodec::Parse(std::wstring_view text, t_value& value)
+{
+    value.clear();
+    for (bool more = !text.empty(); more;) {
+        const std::size_t comma = text.find(L',');
+        value.emplace_back(std::wstring(TrimSpaces(text.substr(0, comma))));
+        more = comma != text.npos;
+        text.remove_prefix(more ? comma + 1 : 0);
+    }
+    return true;
+}
+
+::t_str t_listCodec::Format(const t_value& value)
+{
+    ::t_str text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        text << (i != 0 ? L"," : L"") << value[i];
+    }
+    return text;
+}
+
+} // namespace n_config
