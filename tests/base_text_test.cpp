@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <memory>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "base/ascii_case.h"
+#include "base/elf_hash.h"
+#include "base/guid_text.h"
+#include "base/number_text.h"
+#include "base/path.h"
+#include "base/singleton.h"
+
+namespace {
+
+TEST(Str, AppendsEveryTypeInItsFormat)
+{
+    t_str text;
+    text << L'汉' << std::int32_t{-2147483647 - 1} << L"|" << std::uint32_t{4294967295u} << L"|"
+         << std::int64_t{-9223372036854775807 - 1} << L"|" << 3.14159 << L"|" << 0.5 << L"|" << 100.0;
+    EXPECT_EQ(L"汉-2147483648|4294967295|-9223372036854775808|3.14|0.5|100", text);
+    EXPECT_EQ(L"a\\0000e001|9876543210|   ab|%|7  |",
+              FormatStr(L"%s\\%08x|%I64d|%5.2s|%%|%-3d|", L"a", 0xE001u, std::int64_t{9876543210}, L"abc", 7));
+    const std::wstring longText(5000, L'长');
+    EXPECT_EQ(longText + L"!" + longText, FormatStr(L"%s!%s", longText.c_str(), longText.c_str()));
+#ifdef _WIN32
+    EXPECT_EQ(L"0x000000001234ABCD", t_str() << reinterpret_cast<const void*>(std::uintptr_t{0x1234ABCD}));
+#endif
+}
+
+TEST(Path, JoinsAndCuts)
+{
+    const wchar_t* const joins[][3] = {{L"C:\\a", L"b", L"C:\\a\\b"}, {L"C:\\", L"b", L"C:\\b"},
+                                       {L"", L"b", L"\\b"},           {L"x", L".ini", L"x.ini"},
+                                       {L"x.INI", L".ini", L"x.INI"}, {L"x.ini.bak", L".ini", L"x.ini.bak.ini"},
+                                       {L"x\\", L".", L"x\\."},       {L"x", L"", L"x\\"}};
+    for (const auto& [path, component, joined] : joins) {
+        EXPECT_EQ(joined, JoinPath(path, component));
+    }
+    t_path whole(L"C:\\a\\b.exe");
+    EXPECT_EQ(L"b.exe", FileNamePart(whole));
+    EXPECT_TRUE(whole.CutLastComponent() && whole.CutLastComponent() && !whole.CutLastComponent());
+    EXPECT_EQ(L"C:", FileNamePart(whole));
+}
+
+TEST(NumberText, ReadsPrefixesAsTheCLibraryDoes)
+{
+    constexpr std::uint32_t kMax = 0xFFFFFFFF;
+    const std::tuple<const wchar_t*, std::uint32_t, std::uint32_t, std::int32_t> rows[] = {
+        {L"", 0, 0, 0},
+        {L"12zz", 0x12, 12, 12},
+        {L" \t\n\v\f\r+7", 7, 7, 7},
+        {L"-1", kMax, kMax, -1},
+        {L"0x1F", 0x1F, 0, 0},
+        {L"0X", 0, 0, 0},
+        {L"2147483648", kMax, 2147483648u, 2147483647},
+        {L"-2147483649", kMax, 2147483647u, -2147483647 - 1},
+        {L"4294967296", kMax, kMax, 2147483647},
+        {L"99999999999999999999999999", kMax, kMax, 2147483647}};
+    for (const auto& [text, hex, decimal, signedDecimal] : rows) {
+        EXPECT_EQ(std::tuple(text, hex, decimal, signedDecimal),
+                  std::tuple(text, ParseHexPrefix(text), ParseUnsignedDecimalPrefix(text), ParseDecimalPrefix(text)));
+        if (sizeof(long) == 4) {
+            EXPECT_TRUE(std::wcstoul(text, nullptr, 16) == hex || hex == kMax) << text; // Wine wraps
+            EXPECT_EQ(std::wcstoul(text, nullptr, 10), decimal) << text;
+            EXPECT_EQ(std::wcstol(text, nullptr, 10), signedDecimal) << text;
+        }
+    }
+    std::uint32_t value = 1;
+    for (const wchar_t* const bad : {L"", L"123456789", L"0x1", L" 1", L"-1", L"1g"}) {
+        EXPECT_TRUE(!ParseHexDigits(bad, value) && value == 1) << bad;
+    }
+    EXPECT_TRUE(ParseHexDigits(L"00aBcDeF", value) && value == 0xABCDEF);
+}
+
+TEST(GuidText, ReadsFixedPositionsAndWritesUpperCase)
+{
+    const t_guid guid{0x0123abcd, 0x4567, 0x89ef, {0, 1, 2, 3, 0xfc, 0xfd, 0xfe, 0xff}};
+    const std::wstring text = L"{0123ABCD-4567-89EF-0001-0203FCFDFEFF}";
+    EXPECT_EQ(text, FormatGuid(guid));
+    for (const std::wstring& good : {text, text.substr(1), text.substr(0, 37), text + L"tail",
+                                     std::wstring(L"{0123abcd?4567?89ef?0001?0203fcfdfeff")}) {
+        t_guid parsed;
+        EXPECT_TRUE(ParseGuid(good, parsed) && parsed == guid) << good;
+    }
+    std::wstring bad = text;
+    bad[36] = L' ';
+    t_guid parsed;
+    for (const std::wstring& wrong : {bad, L" " + text, text.substr(0, 36), text.substr(1, 35), std::wstring()}) {
+        EXPECT_FALSE(ParseGuid(wrong, parsed)) << wrong;
+    }
+    EXPECT_TRUE(IsNullGuid(parsed));
+}
+
+TEST(CaseAndHash, FoldOnlyAsciiCapitals)
+{
+    const std::tuple<const wchar_t*, const wchar_t*, int> rows[] = {
+        {L"", L"", 0},    {L"TarvoPY.IME", L"tarvopy.ime", 0},
+        {L"a", L"B", -1}, {L"ab", L"A", 1},
+        {L"É", L"é", -1}, {L"_", L"A", -1},
+        {L"", L"a", -1}};
+    for (const auto& [a, b, order] : rows) {
+        EXPECT_TRUE(CompareIgnoringCase(a, b) == order && CompareIgnoringCase(b, a) == -order) << a;
+        EXPECT_EQ(order == 0, EqualIgnoringCase(a, b)) << a;
+    }
+    EXPECT_EQ(0x077905A6u, ElfHash(L"printf"));
+    EXPECT_EQ(0x0B09985Cu, ElfHash(L"syscall"));
+    EXPECT_EQ(0x4E2Du * 16 + 0x6587u, ElfHash(L"中文"));
+    EXPECT_NE(ElfHash(L"printf"), ElfHash(L"PrintF"));
+    EXPECT_EQ(ElfHash(L"printf"), ElfHashIgnoringCase(L"PrintF"));
+}
+
+int made = 0;
+struct t_inner
+{
+    static constexpr char kSingletonName[] = "test_inner";
+    t_inner() { ++made; }
+    ~t_inner() { --made; }
+};
+struct t_outer
+{
+    static constexpr char kSingletonName[] = "test_outer";
+    t_inner* inner = ImmSingleton<t_inner>::Instance(); // asked for while this one is being made
+};
+
+TEST(Singleton, IsMadeOnceOnFirstUseAndAgainAfterDestruction)
+{
+    t_singletonRegistry& registry = t_singletonRegistry::Process();
+    EXPECT_TRUE(made == 0 && registry.Find("test_inner") == nullptr);
+    t_inner* seen[8] = {};
+    {
+        std::vector<std::jthread> threads;
+        for (t_inner*& instance : seen) {
+            threads.emplace_back([&instance] { instance = ImmSingleton<t_inner>::Instance(); });
+        }
+    }
+    EXPECT_EQ(1, made);
+    EXPECT_TRUE(std::all_of(seen, seen + 8, [&](t_inner* instance) { return instance == seen[0]; }));
+    EXPECT_EQ(seen[0], ImmSingleton<t_outer>::Instance()->inner);
+    EXPECT_NE(nullptr, registry.Find(std::string("test_inner").c_str())); // by its text, wherever that lies
+    registry.DestroyAll();
+    EXPECT_EQ(0, made);
+    EXPECT_NE(nullptr, ImmSingleton<t_outer>::Instance()->inner);
+    EXPECT_EQ(1, made);
+    registry.DestroyAll();
+}
+
+TEST(Singleton, RegistryOwnsInOrderUpToItsLimit)
+{
+    static std::string destroyed;
+    struct t_recorder : t_singletonObject
+    {
+        explicit t_recorder(char recordedName) : name(recordedName) {}
+        ~t_recorder() override { destroyed += name; }
+        char name;
+    };
+    static const char* const kNames[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+    {
+        t_singletonRegistry registry(9); // beyond the first block of eight
+        for (std::size_t i = 0; i < 9; ++i) {
+            EXPECT_TRUE(registry.Add(kNames[i], new t_recorder(*kNames[i])));
+        }
+        auto refused = std::make_unique<t_recorder>('j');
+        EXPECT_FALSE(registry.Add("j", refused.get()));
+        EXPECT_EQ(nullptr, registry.Find("j"));
+    }
+    EXPECT_EQ("jihgfedcba", destroyed);
+}
+
+} // namespace

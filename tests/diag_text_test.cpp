@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+#include "diag/error_list_layout.h"
+#include "diag/format_time.h"
+
+namespace {
+
+TEST(FormatTime, FollowsThePattern)
+{
+    std::tm time{};
+    time.tm_year = 123, time.tm_mon = 3, time.tm_mday = 8, time.tm_wday = 6, time.tm_min = 3, time.tm_sec = 27;
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"%Y-%M-%D(%W) %h:%m:%s", L"2023-04-08(6) 00:03:27"},
+        {L"%Y%q%M", L"2023"},
+        {L"100%% 时", L"100% 时"},
+        {L"%D%", L"08"},
+        {L"", L""},
+    };
+    for (const auto& [pattern, expected] : rows) {
+        t_str text;
+        FormatTime(text, time, pattern);
+        EXPECT_EQ(expected, text);
+    }
+    t_str text = L"kept,";
+    FormatTime(text, std::time_t{1681819407}, L"%Y");
+    EXPECT_EQ(L"kept,2023", text);
+    FormatTime(text, std::numeric_limits<std::time_t>::max(), L"%Y");
+    EXPECT_EQ(L"", text);
+}
+
+constexpr auto kDone = t_errorListResult::done;
+
+struct ErrorListLayout : testing::Test
+{
+    explicit ErrorListLayout(std::size_t units = t_errorListLayout::kBytes / 2) : area(units), list(area)
+    {
+        list.InitialiseIfNew();
+    }
+
+    std::wstring Next()
+    {
+        t_str text = L"unset";
+        bool flag = true;
+        EXPECT_EQ(kDone, list.ReadNext(text, flag));
+        return text + (flag ? L"!" : L"");
+    }
+    bool Has(std::wstring_view text)
+    {
+        bool found = false;
+        EXPECT_EQ(kDone, list.Contains(text, found));
+        return found;
+    }
+
+    std::vector<std::uint16_t> area;
+    t_errorListLayout list;
+};
+
+TEST_F(ErrorListLayout, StoresEntriesBackToBack)
+{
+    EXPECT_EQ(kDone, list.Add(L"ab", true));
+    EXPECT_EQ(kDone, list.Add(L"错", false));
+    list.InitialiseIfNew(); // of an existing list nothing is touched
+    const std::vector<std::uint16_t> expected = {0, 16, 26, 0, 12, 0, 1, 'a', 'b', 0, 0, 0x9519, 0, 0};
+    EXPECT_EQ(expected, std::vector<std::uint16_t>(area.begin(), area.begin() + 14));
+    EXPECT_EQ(L"ab!", Next());
+    EXPECT_EQ(L"错", Next());
+    EXPECT_EQ(L"", Next());
+    EXPECT_EQ(26, area[4]);
+}
+
+TEST_F(ErrorListLayout, KeepsUnreadTextsWithAClearFlagOnce)
+{
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(kDone, list.Add(L"once", false));
+        EXPECT_EQ(kDone, list.Add(L"twice", true));
+    }
+    EXPECT_TRUE(Has(L"once") && Has(L"\1twice"));
+    EXPECT_FALSE(Has(L"twice") || Has(L"onc") || Has(L"onces"));
+    EXPECT_TRUE(Has(L"")); // a clear flag reads as an empty text
+    EXPECT_EQ(L"once", Next());
+    EXPECT_FALSE(Has(L"once"));
+    EXPECT_EQ(kDone, list.Add(L"once", false));
+    EXPECT_EQ(L"twice!", Next());
+    EXPECT_EQ(L"twice!", Next());
+    EXPECT_EQ(kDone, list.MarkAllRead());
+    EXPECT_FALSE(Has(L"once") || Has(L""));
+    EXPECT_EQ(kDone, list.Add(L"", false));
+    EXPECT_EQ(L"", Next());
+}
+
+TEST_F(ErrorListLayout, HoldsExactlyItsCapacity)
+{
+    EXPECT_EQ(t_errorListResult::full, list.Add(std::wstring(524281, L'x'), false));
+    const std::wstring longest(524280, L'x');
+    EXPECT_EQ(kDone, list.Add(longest, false));
+    EXPECT_EQ(kDone, list.Add(longest, false)); // present, so it need not fit
+    EXPECT_EQ(t_errorListResult::full, list.Add(L"y", true));
+    EXPECT_EQ(longest, Next());
+    EXPECT_EQ(t_errorListResult::full, list.Add(L"", true)); // space is never given back
+}
+
+struct DamagedErrorList : ErrorListLayout
+{
+    DamagedErrorList() : ErrorListLayout(16) { list.Add(L"abcd", false); } // ends at byte 24 of 32
+};
+
+TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
+{
+    const struct
+    {
+        std::size_t unit;
+        std::uint16_t value;
+        bool readable; // ReadNext and MarkAllRead need not look at every string
+    } rows[] = {{0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},
+                {2, 14, true},  {3, 1, false},  {4, 10, false}, {4, 26, false}, {4, 13, false}, {11, 'e', true}};
+    const std::vector<std::uint16_t> sound = area;
+    for (const auto& row : rows) {
+        area = sound;
+        area[row.unit] = row.value;
+        const std::vector<std::uint16_t> damaged = area;
+        t_str text = L"kept";
+        bool flag = true;
+        EXPECT_EQ(t_errorListResult::damaged, list.ReadNext(text, flag)) << row.unit << '=' << row.value;
+        EXPECT_TRUE(text == L"kept" && flag);
+        EXPECT_NE(kDone, list.Add(L"x", false)) << row.unit << '=' << row.value;
+        EXPECT_TRUE(row.readable || list.MarkAllRead() == t_errorListResult::damaged) << row.unit << '=' << row.value;
+        EXPECT_TRUE(damaged == area);
+    }
+}
+
+TEST_F(DamagedErrorList, AnyBytesAreReadInsideTheArea)
+{
+    std::uint32_t state = 1;
+    const auto next = [&state] { return static_cast<std::uint16_t>((state = state * 1664525 + 1013904223) >> 16); };
+    for (int round = 0; round < 200000; ++round) {
+        for (std::size_t i = 0; i < area.size(); ++i) {
+            area[i] = i == 1 || i == 3 || i == 5 ? 0 : next() % 40; // mostly headers that pass, and many terminators
+        }
+        t_str text;
+        bool flag = false;
+        list.Contains(L"abc", flag);
+        list.Add(L"abc", round % 2 != 0);
+        for (int i = 0; i < 16 && list.ReadNext(text, flag) == kDone; ++i) {
+            ASSERT_LE(text.size(), area.size());
+        }
+        list.MarkAllRead();
+    }
+}
+
+} // namespace

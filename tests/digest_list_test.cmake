@@ -1,0 +1,17 @@
+# Lists that the configuration takes and refuses: cmake -P digest_list_test.cmake
+include(${CMAKE_CURRENT_LIST_DIR}/../cmake/maker_identity.cmake)
+set(list ${CMAKE_CURRENT_BINARY_DIR}/digest_list.txt)
+if(source)
+  write_maker_identity(${source} "A \"B\" \\ C" ${list})
+  return()
+endif()
+set(source ${CMAKE_CURRENT_BINARY_DIR}/digest_list.cpp)
+set(digest 0CC175b9c0f1b6a831c399e269772661)
+foreach(line IN ITEMS "${digest}  塔沃;[x]@y@.exe\r" "${digest}0  long.exe" "g${digest}  x" "x"
+    "${digest} one blank.exe" "${digest}  a\\b.exe" "${digest}  \".exe" "${digest}  " "${digest}")
+  file(WRITE ${list} "${digest}  a\r\n\n${line}\n")
+  execute_process(COMMAND ${CMAKE_COMMAND} -Dsource=${source} -P ${CMAKE_CURRENT_LIST_FILE} ERROR_VARIABLE error)
+  if(line MATCHES "y" AND NOT error STREQUAL "" OR NOT line MATCHES "y" AND NOT error MATCHES "list.txt:3:")
+    message(FATAL_ERROR "'${line}': ${error}")
+  endif()
+endforeach()

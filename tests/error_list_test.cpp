@@ -1,0 +1,154 @@
+#include "diag/error_list.h"
+
+#include <gtest/gtest.h>
+
+#include "base/mutex.h"
+#include "tests/chain_entries.h"
+#include "tests/child_process.h"
+#include "tests/import_patch.h"
+
+namespace {
+
+constexpr wchar_t kMemory[] = L"Local\\TVSM_ErrorList";
+constexpr int kPosters = 3, kMessages = 200;
+
+struct ErrorList : testing::Test
+{
+    t_errorChain errors;
+    t_errorList list;
+    t_str text;
+    bool flag = false;
+};
+
+// Where the list begins in the mapping, and what some other program put there.
+struct t_foreignMemory
+{
+    explicit t_foreignMemory(DWORD bytes, DWORD kind = SEC_COMMIT)
+        : mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | kind, 0, bytes, kMemory)),
+          words(static_cast<std::uint32_t*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 0, 0)))
+    {
+    }
+    ~t_foreignMemory() { UnmapViewOfFile(words); }
+
+    t_handle mapping;
+    std::uint32_t* words; // 3 of the block's header, then the list's
+};
+
+TEST_F(ErrorList, DISABLED_Posts)
+{
+    wchar_t poster[9] = {};
+    GetEnvironmentVariableW(L"TARVO_TEST_POSTER", poster, 9);
+    ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+    for (int i = 0; i < kMessages; ++i) {
+        EXPECT_TRUE(list.Add(errors, FormatStr(L"%s:%d", poster, i).c_str(), true));
+        EXPECT_TRUE(list.Add(errors, L"同一错误", false));
+    }
+}
+
+TEST_F(ErrorList, DISABLED_ReadsUntilTheEnd)
+{
+    ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+    int seen[kPosters] = {};
+    while (text != L"end") {
+        ASSERT_TRUE(list.ReadNext(errors, text, flag)) << Entries(errors);
+        if (flag) {
+            const auto poster = static_cast<std::size_t>(text[0] - L'0');
+            ASSERT_LT(poster, std::size(seen));
+            EXPECT_EQ(FormatStr(L"%d:%d", static_cast<int>(poster), seen[poster]++), text);
+        }
+    }
+    for (const int count : seen) {
+        EXPECT_EQ(kMessages, count);
+    }
+}
+
+TEST_F(ErrorList, CarriesEveryMessageOfSeveralProcesses)
+{
+    ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+    t_childProcess reader("ErrorList.DISABLED_ReadsUntilTheEnd");
+    std::vector<t_childProcess> posters;
+    for (int i = 0; i < kPosters; ++i) {
+        SetEnvironmentVariableW(L"TARVO_TEST_POSTER", FormatStr(L"%d", i).c_str());
+        posters.emplace_back("ErrorList.DISABLED_Posts");
+    }
+    for (t_childProcess& poster : posters) {
+        EXPECT_TRUE(poster.Passed());
+    }
+    EXPECT_TRUE(list.Add(errors, L"end", false));
+    EXPECT_TRUE(reader.Passed());
+    EXPECT_FALSE(list.Contains(L"end"));
+}
+
+TEST_F(ErrorList, DISABLED_OpensAndDiesWriting)
+{
+    ImmImportPatch<decltype(&CreateFileMappingW)> create("CreateFileMappingW", [](auto...) { return nullptr; });
+    t_mutex mutex;
+    ASSERT_TRUE(list.Open(errors) && list.Contains(L"first")) << Entries(errors);
+    ASSERT_TRUE(mutex.Create(errors, L"tvpy_mutex_error_list") && mutex.Lock(errors));
+    const t_handle mapping(OpenFileMappingW(FILE_MAP_WRITE, FALSE, kMemory));
+    auto* const words = static_cast<std::uint32_t*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 0, 0));
+    words[4 + words[4] / 4] = 0x58585858; // an entry that is never finished
+    TerminateProcess(GetCurrentProcess(), 0);
+}
+
+TEST_F(ErrorList, IsOpenedBySecondProcessAndSurvivesItsDeath)
+{
+    ASSERT_TRUE(list.Open(errors) && list.Open(errors) && list.Add(errors, L"first", false)) << Entries(errors);
+    EXPECT_TRUE(t_childProcess("ErrorList.DISABLED_OpensAndDiesWriting").Passed());
+    EXPECT_TRUE(list.Add(errors, L"second", true));
+    for (const wchar_t* const expected : {L"first", L"second", L""}) {
+        EXPECT_TRUE(list.ReadNext(errors, text, flag));
+        EXPECT_EQ(expected, text);
+        EXPECT_EQ(text == L"second", flag);
+    }
+}
+
+TEST_F(ErrorList, RefusesForeignMemory)
+{
+    const struct
+    {
+        DWORD bytes, kind;
+        std::uint32_t header[3];
+        const wchar_t* entries;
+    } rows[] = {
+        {4096, SEC_COMMIT, {}, L"系统错误5|映射共享内存失败："},
+        {1048588, SEC_RESERVE, {}, L"共享内存格式不符："},
+        {1048588, SEC_COMMIT, {1, 1, 1048576}, L"共享内存格式不符："},
+        {1048588, SEC_COMMIT, {0x4D535654, 2, 1048576}, L"共享内存格式不符："},
+        {1048588, SEC_COMMIT, {0x4D535654, 1, 1048575}, L"共享内存格式不符："},
+    };
+    for (const auto& row : rows) {
+        t_foreignMemory foreign(row.bytes, row.kind);
+        if (row.kind == SEC_COMMIT) {
+            std::copy_n(row.header, 3, foreign.words);
+        }
+        t_errorList each;
+        t_errorChain said;
+        EXPECT_FALSE(each.Open(said));
+        EXPECT_EQ(row.entries + std::wstring(kMemory), Entries(said));
+    }
+}
+
+TEST_F(ErrorList, ReportsWhatIsWrong)
+{
+    EXPECT_FALSE(list.Add(errors, L"x", false));
+    EXPECT_EQ(L"消息缓存未打开", Entries(errors));
+    EXPECT_FALSE(list.Contains(L"x"));
+    errors.Clear();
+    ASSERT_TRUE(list.Open(errors));
+    EXPECT_FALSE(list.Add(errors, std::wstring(524281, L'x').c_str(), false));
+    EXPECT_EQ(L"消息缓存已满|消息无法放入缓存", Entries(errors));
+
+    t_foreignMemory same(1048588);
+    same.words[5] = 8;
+    errors.Clear();
+    EXPECT_FALSE(list.Add(errors, L"x", false) || list.ReadNext(errors, text, flag) || list.MarkAllRead(errors));
+    EXPECT_EQ(L"消息缓存已损坏|消息缓存已损坏|消息缓存已损坏", Entries(errors));
+
+    ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject", [](auto...) { return WAIT_TIMEOUT; });
+    errors.Clear();
+    EXPECT_FALSE(list.Open(errors) || list.MarkAllRead(errors));
+    EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT|获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
+}
+
+} // namespace

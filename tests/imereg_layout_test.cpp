@@ -1,0 +1,397 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <imm.h>
+#include <shellapi.h>
+#include <shlobj.h>
+#include <wtsapi32.h>
+
+#include <optional>
+#include <vector>
+
+#include "base/singleton.h"
+#include "base/trace.h"
+#include "imereg/keyboard_layout.h"
+#include "imereg/layout_keys.h"
+#include "imereg/text_service.h"
+#include "imereg/user_hives.h"
+#include "tests/fake_os_version.h"
+#include "tests/scratch_registry.h"
+
+namespace {
+
+constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard Layouts";
+constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
+constexpr wchar_t kText[] = L"中文(简体) - 塔沃拼音输入法";
+
+std::wstring traced;
+
+void RecordTrace(const wchar_t* tag, const wchar_t* text)
+{
+    traced += std::wstring(tag) + L" / " + text + L"\n";
+}
+
+t_str LayoutPath(std::uint32_t klid)
+{
+    return FormatStr(L"%s\\%08X", kLayouts, klid);
+}
+
+void WriteLayout(std::uint32_t klid, const wchar_t* imeFile, const wchar_t* text = L"text")
+{
+    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", imeFile);
+    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
+}
+
+void WritePreload(HKEY root, const wchar_t* user, std::initializer_list<const wchar_t*> klids)
+{
+    const std::wstring path = user + std::wstring(*user != L'\0' ? L"\\" : L"") + kPreload;
+    int position = 0;
+    for (const wchar_t* const klid : klids) {
+        WriteText(root, path, FormatStr(L"%d", ++position).c_str(), klid);
+    }
+}
+
+// The data of a preload list in order, separated by blanks.
+std::wstring Preloaded(HKEY root, const wchar_t* user)
+{
+    const std::wstring path = user + std::wstring(*user != L'\0' ? L"\\" : L"") + kPreload;
+    std::wstring list;
+    for (int position = 1;; ++position) {
+        wchar_t data[10] = {};
+        DWORD size = 18;
+        t_keyHandle key;
+        if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS ||
+            RegQueryValueExW(key.Get(), FormatStr(L"%d", position).c_str(), nullptr, nullptr,
+                             reinterpret_cast<BYTE*>(data), &size) != ERROR_SUCCESS) {
+            return list;
+        }
+        list += (list.empty() ? L"" : L" ") + std::wstring(data);
+    }
+}
+
+// An empty registry, a fresh catalogue, and a session without layouts and without a user, unless a test says otherwise.
+class t_layoutTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        t_singletonRegistry::Process().DestroyAll();
+        traced.clear();
+        n_trace::SetSink(&RecordTrace);
+        MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
+        WritePreload(HKEY_CURRENT_USER, L"", {L"00000804"});
+    }
+    void TearDown() override
+    {
+        n_trace::SetSink(nullptr);
+        t_singletonRegistry::Process().DestroyAll();
+    }
+
+    t_scratchRegistry registry;
+    t_fakeOsVersion os{6, 1};
+    std::wstring calls;                     // what was asked of the system, in order
+    std::uintptr_t installedHandle = 0;     // result of ImmInstallIMEW; 0 fails
+    std::optional<std::wstring> loadedFile; // IME file of the one loaded layout
+    std::uintptr_t loadedHandle = 0;
+    std::wstring systemDirectory = L"C:\\windows\\system32";
+    std::wstring userName; // of the session; empty when nobody is logged on
+    LSTATUS loadKeyResult = ERROR_SUCCESS;
+    std::wstring defaultProfileBeforeUnload;
+
+    ImmImportPatch<decltype(&ImmInstallIMEW)> install{"ImmInstallIMEW", [this](LPCWSTR file, LPCWSTR) {
+                                                          calls += std::wstring(L"install ") + file + L"\n";
+                                                          SetLastError(installedHandle == 0 ? 1450u : 0u);
+                                                          return reinterpret_cast<HKL>(installedHandle);
+                                                      }};
+    ImmImportPatch<decltype(&GetKeyboardLayoutList)> list{"GetKeyboardLayoutList", [this](int count, HKL* layouts) {
+                                                              if (loadedFile && count > 0) {
+                                                                  *layouts = reinterpret_cast<HKL>(loadedHandle);
+                                                              }
+                                                              return loadedFile ? 1 : 0;
+                                                          }};
+    ImmImportPatch<decltype(&ImmGetIMEFileNameW)> imeFileName{"ImmGetIMEFileNameW",
+                                                              [this](HKL, LPWSTR buffer, UINT units) {
+                                                                  // As a system does that fills the buffer to its end
+                                                                  // without a terminator.
+                                                                  loadedFile->copy(buffer, units);
+                                                                  return static_cast<UINT>(loadedFile->size());
+                                                              }};
+    ImmImportPatch<decltype(&UnloadKeyboardLayout)> unload{
+        "UnloadKeyboardLayout", [this](HKL layout) -> WINBOOL {
+            calls += FormatStr(L"unload %I64x\n", reinterpret_cast<std::int64_t>(layout));
+            SetLastError(120);
+            return loadedFile.has_value();
+        }};
+    ImmImportPatch<decltype(&GetSystemDirectoryW)> directory{"GetSystemDirectoryW", [this](LPWSTR buffer, UINT units) {
+                                                                 systemDirectory.copy(buffer, units);
+                                                                 if (systemDirectory.size() < units) {
+                                                                     buffer[systemDirectory.size()] = L'\0';
+                                                                 }
+                                                                 return static_cast<UINT>(systemDirectory.size());
+                                                             }};
+    ImmImportPatch<decltype(&WTSQuerySessionInformationW)> session{
+        "WTSQuerySessionInformationW",
+        [this](HANDLE server, DWORD id, WTS_INFO_CLASS info, LPWSTR* text, DWORD* bytes) -> WINBOOL {
+            EXPECT_EQ(WTSUserName, info);
+            return !userName.empty() && session.Original(server, id, info, text, bytes);
+        }};
+    ImmImportPatch<decltype(&RegLoadKeyW)> loadKey{"RegLoadKeyW", [this](HKEY root, LPCWSTR name, LPCWSTR path) {
+                                                       EXPECT_EQ(HKEY_USERS, root);
+                                                       calls += std::wstring(L"load ") + FileOf(path) + L"\n";
+                                                       if (loadKeyResult == ERROR_SUCCESS) {
+                                                           WritePreload(HKEY_USERS, name, {L"00000804"});
+                                                       }
+                                                       return loadKeyResult;
+                                                   }};
+    ImmImportPatch<decltype(&RegUnLoadKeyW)> unloadKey{"RegUnLoadKeyW", [this](HKEY, LPCWSTR name) {
+                                                           defaultProfileBeforeUnload = Preloaded(HKEY_USERS, name);
+                                                           calls += L"unload hive\n";
+                                                           return LSTATUS{ERROR_SUCCESS};
+                                                       }};
+
+    // The last two components of a path.
+    static std::wstring FileOf(const std::wstring& path)
+    {
+        return path.substr(path.rfind(L'\\', path.rfind(L'\\') - 1) + 1);
+    }
+};
+
+} // namespace
+
+TEST_F(t_layoutTest, NewLayoutReachesEveryHive)
+{
+    installedHandle = 0xFFFFFFFFE0210804;
+    WriteLayout(0xE00E0804, L"IMSCPINYIN.IME");
+    WriteLayout(0xE00F0411, L"imscother.ime");
+    WriteLayout(0x00010804, L"xmsc.ime");
+    WritePreload(HKEY_USERS, L".DEFAULT", {L"e0210804", L"00000409"});
+    WritePreload(HKEY_USERS, L"S-1-5-18", {L"00000409"});
+    WritePreload(HKEY_USERS, L"S-1-5-20", {L"E0210804"});
+
+    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default\\NTUSER.DAT\nunload hive\n", calls);
+    EXPECT_EQ(L"00000804 E0210804", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"00000804 E0210804 E00E0804", defaultProfileBeforeUnload);
+    EXPECT_EQ(L"00000409", Preloaded(HKEY_USERS, L".DEFAULT"));
+    EXPECT_EQ(L"00000409", Preloaded(HKEY_USERS, L"S-1-5-18"));
+    EXPECT_FALSE(KeyExists(HKEY_USERS, L"S-1-5-19"));
+    EXPECT_EQ(L"", Preloaded(HKEY_USERS, L"S-1-5-20"));
+    EXPECT_EQ(L"", traced);
+}
+
+TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
+{
+    WriteLayout(0xE0200804, L"tarvopy.IME", L"old");
+    os.Set(5, 2);
+    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    EXPECT_EQ(L"load Default User\\NTUSER.DAT\nunload hive\n", calls);
+    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\n", kText),
+              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+    EXPECT_EQ(L"00000804 E0200804", Preloaded(HKEY_CURRENT_USER, L""));
+}
+
+TEST_F(t_layoutTest, FailedInstallIsRecovered)
+{
+    const wchar_t* const trace = L"安装错误 / ImmInstallIME() returns NULL, GetLastError() = 1450, Filename = "
+                                 L"C:\\windows\\system32\\TarvoPY.ime\n";
+    loadKeyResult = ERROR_SHARING_VIOLATION;
+
+    // A layout of the file that is no IME layout serves, without a word.
+    WriteLayout(0x00010804, L"TarvoPY.ime");
+    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    EXPECT_EQ(L"", traced);
+    EXPECT_EQ(L"00000804 00010804", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(std::wstring::npos, calls.find(L"unload hive"));
+
+    // Without one the key is written directly, behind the highest number there is.
+    t_singletonRegistry::Process().DestroyAll();
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0x00010804).c_str());
+    WriteLayout(0xE0200804, L"other.ime");
+    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    EXPECT_EQ(trace, traced);
+    EXPECT_EQ(FormatStr(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:%s\n", kText),
+              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804)));
+    EXPECT_EQ(L"00000804 00010804 E0210804", Preloaded(HKEY_CURRENT_USER, L""));
+
+    // When that fails too, the error of the installation is the result and no list is touched.
+    t_singletonRegistry::Process().DestroyAll();
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804).c_str());
+    const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"");
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
+        "RegCreateKeyExW", [&](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) {
+            return LSTATUS{ERROR_ACCESS_DENIED};
+        });
+    EXPECT_EQ(1450, InstallClassicLayout(0, kText));
+    EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L""));
+}
+
+TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
+{
+    const std::tuple<std::size_t, int, std::wstring> cases[] = {
+        {0, -248, L"取系统目录失败 / GetSystemDirectory() returns 0, GetLastError = 5\n"},
+        {259, -254, L"取系统目录失败 / GetSystemDirectory buffer overflow\n"},
+        {258, -264, L"构造IME文件路径失败 / buffer overflow: " + std::wstring(258, L'd') + L"TarvoPY.ime\n"},
+        {248, -264, L"构造IME文件路径失败 / buffer overflow: " + std::wstring(248, L'd') + L"TarvoPY.ime\n"},
+        {247, 0, L""},
+    };
+    installedHandle = 0xE0210804;
+    for (const auto& [length, status, trace] : cases) {
+        systemDirectory.assign(length, L'd');
+        traced.clear();
+        SetLastError(5);
+        EXPECT_EQ(status, InstallClassicLayout(0, kText)) << length;
+        EXPECT_EQ(trace, traced) << length;
+        EXPECT_EQ(status == 0, calls.starts_with(L"install")) << length;
+    }
+}
+
+TEST_F(t_layoutTest, RemovalWithoutALayoutChangesNothing)
+{
+    WriteLayout(0xE0200804, L"TarvoPY.ime");
+    WriteLayout(0xE0200411, L"TarvoTSF.ime");
+    const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
+    EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime"));
+    EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
+    EXPECT_EQ(L"", calls);
+}
+
+TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
+{
+    WriteLayout(0xE0200804, L"TARVOpy.ime");
+    WritePreload(HKEY_CURRENT_USER, L"", {L"00000804", L"E0200804", L"00000409"});
+    WritePreload(HKEY_USERS, L".DEFAULT", {L"E0200804"});
+    EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
+    EXPECT_EQ(L"unload e0200804\n", calls);
+    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+    EXPECT_EQ(L"00000804 00000409", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"E0200804", Preloaded(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
+    EXPECT_EQ(L"", traced);
+}
+
+TEST_F(t_layoutTest, LoadedLayoutIsRemovedByItsHandle)
+{
+    loadedFile = L"TarvoPY.ime";
+    loadedHandle = 0xFFFFFFFFE0220804;
+    EXPECT_EQ(0, RemoveImeLayout(L"tarvopy.IME"));
+    EXPECT_EQ(L"unload ffffffffe0220804\n", calls);
+    EXPECT_EQ(FormatStr(L"删除键盘布局失败 / RegDeleteKey(%s) returns 2\n", LayoutPath(0xE0220804).c_str()), traced);
+
+    loadedFile->assign(40, L'x');
+    EXPECT_EQ(nullptr, FindLoadedLayoutByImeFile(L"TarvoPY.ime"));
+}
+
+TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
+{
+    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0010804), L"Ime File", REG_SZ, L"A.ime", 10);
+    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0020804), L"Ime File", REG_SZ, std::wstring(300, L'B').c_str(), 600);
+    WriteText(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\no number", L"Ime File", L"C.ime");
+    MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
+    EXPECT_EQ(0xE0010804, FindLayoutKlidByImeFile(L"a.IME"));
+    EXPECT_EQ(0u, FindLayoutKlidByImeFile(std::wstring(200, L'B')));
+    EXPECT_EQ(0u, FindLayoutKlidByImeFile(L"C.ime"));
+
+    const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
+    for (std::uint32_t i = 0; i < 250; ++i) {
+        MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));
+    }
+    WriteLayout(0xF0000804, L"late.ime");
+    EXPECT_EQ(0u, FindLayoutKlidByImeFile(L"late.ime"));
+}
+
+TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
+{
+    struct t_case
+    {
+        DWORD type;
+        const wchar_t* stored;
+        DWORD bytes;
+        LSTATUS status;
+        bool rewritten;
+    };
+    const std::wstring tooLong(261, L'x');
+    const t_case cases[] = {
+        {REG_SZ, L"abc", 8, ERROR_SUCCESS, false},
+        {REG_SZ, L"abc", 6, ERROR_SUCCESS, false},
+        {REG_SZ, L"ABC", 8, ERROR_SUCCESS, true},
+        {REG_SZ, L"abc", 5, ERROR_SUCCESS, true},
+        {REG_DWORD, L"ab", 4, ERROR_SUCCESS, true},
+        {REG_SZ, L"", 0, ERROR_SUCCESS, true},
+        {REG_SZ, tooLong.c_str(), 522, ERROR_MORE_DATA, false},
+    };
+    for (const t_case& c : cases) {
+        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", c.type, c.stored, c.bytes);
+        const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
+        EXPECT_EQ(c.status, UpdateLayoutText(0xE0200804, L"abc"));
+        EXPECT_EQ(c.rewritten ? L"[]\nLayout Text=1:abc\n" : before,
+                  DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+    }
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
+}
+
+TEST_F(t_layoutTest, LoggedOnUsersHiveComesBeforeTheInstallersOwn)
+{
+    userName = L"somebody";
+    std::wstring opened;
+    ImmImportPatch<decltype(&RegOpenKeyExW)> open(
+        "RegOpenKeyExW", [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
+            if (root == HKEY_USERS && name != nullptr && wcsncmp(name, L"S-1-5-21-", 9) == 0) {
+                opened = FormatStr(L"%x %x", options, access);
+                return open.Original(root, L"user", options, access, key);
+            }
+            return open.Original(root, name, options, access, key);
+        });
+    WritePreload(HKEY_USERS, L"user", {L"00000409"});
+    installedHandle = 0xE0210804;
+    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    EXPECT_EQ(L"f003f f003f", opened);
+    EXPECT_EQ(L"00000409 E0210804", Preloaded(HKEY_USERS, L"user"));
+    EXPECT_EQ(L"00000804", Preloaded(HKEY_CURRENT_USER, L""));
+}
+
+TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
+{
+    std::wstring profile;
+    ImmImportPatch<decltype(&SHGetSpecialFolderPathW)> folder(
+        "SHGetSpecialFolderPathW", [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
+            EXPECT_EQ(CSIDL_PROFILE, folderId);
+            EXPECT_FALSE(create);
+            profile.copy(path, MAX_PATH);
+            path[profile.size()] = L'\0';
+            return !profile.empty();
+        });
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {L"C:\\Users\\alice", L"C:\\Users\\default\\NTUSER.DAT"},
+        {L"", L""},
+        {L"alice", L""},
+        {L"C:\\" + std::wstring(237, L'u') + L"\\a", L"C:\\" + std::wstring(237, L'u') + L"\\default\\NTUSER.DAT"},
+        {L"C:\\" + std::wstring(238, L'u') + L"\\a", L""},
+    };
+    for (const auto& [given, expected] : cases) {
+        profile = given;
+        wchar_t path[MAX_PATH];
+        ASSERT_EQ(!expected.empty(), GetDefaultUserHivePath(path)) << given.size();
+        EXPECT_TRUE(expected.empty() || expected == path);
+    }
+}
+
+TEST_F(t_layoutTest, TextServiceStartsRegsvr32AndUnhidesTheClassicLayout)
+{
+    ImmImportPatch<decltype(&ShellExecuteExW)> execute("ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
+        calls += FormatStr(L"%s %s in %s\n", info->lpFile, info->lpParameters, info->lpDirectory);
+        return TRUE;
+    });
+    constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
+    WriteLayout(0xE0200804, L"TarvoPY.ime");
+    WriteText(HKEY_CURRENT_USER, kHidden, L"1", L"x");
+    WriteText(HKEY_CURRENT_USER, kHidden, L"e0200804", L"x");
+    RegisterTextService();
+    EXPECT_EQ(L"[]\n", DumpKey(HKEY_CURRENT_USER, kHidden));
+    UnregisterTextService();
+    systemDirectory.assign(259, L'd');
+    RegisterTextService();
+    EXPECT_EQ(
+        L"C:\\windows\\system32\\regsvr32.exe /s C:\\windows\\system32\\TarvoTSF.ime in C:\\windows\\system32\n"
+        L"C:\\windows\\system32\\regsvr32.exe /s /u C:\\windows\\system32\\TarvoTSF.ime in C:\\windows\\system32\n",
+        calls);
+}

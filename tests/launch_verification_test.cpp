@@ -1,0 +1,233 @@
+#include "launch/module_verification.h"
+
+// The order matters: each of these stands on those above.
+#include <wincrypt.h>
+#include <wintrust.h>
+
+#include <mscat.h>
+
+#include <gmock/gmock.h>
+
+#include <map>
+
+#include "tests/chain_entries.h"
+#include "tests/import_patch.h"
+#include "tests/signed_modules/signed_modules.h"
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+// Entries of the refusal; empty when the file is accepted.
+std::wstring Refusal(const std::wstring& path)
+{
+    t_errorChain errors;
+    t_heldFile file;
+    const bool accepted = VerifyModule(errors, path.c_str(), file);
+    EXPECT_EQ(accepted, !errors.HasFailed());
+    return Entries(errors);
+}
+
+std::wstring Write(const std::wstring& name, const std::string& content)
+{
+    std::ofstream((L"\\\\?\\" + SignedModule(name)).c_str(), std::ios::binary) << content;
+    return SignedModule(name);
+}
+
+// Answers the look-up of some functions at run time with others; null stands for a function that the system lacks.
+class t_lookupPatch
+{
+public:
+    using t_answers = std::map<std::string_view, void*>;
+
+    explicit t_lookupPatch(const t_answers& answers)
+        : patch("GetProcAddress", [this, answers](HMODULE module, LPCSTR name) {
+              const auto answer = answers.find(name);
+              return answer != answers.end() ? reinterpret_cast<FARPROC>(answer->second) : patch.Original(module, name);
+          })
+    {
+    }
+
+private:
+    ImmImportPatch<decltype(&GetProcAddress)> patch;
+};
+
+// Before Vista no call tells the path of an open file.
+const t_lookupPatch::t_answers kBeforeVista = {{"GetFinalPathNameByHandleW", nullptr}}, kLater;
+
+template <class Function>
+void* AddressOf(Function function)
+{
+    return reinterpret_cast<void*>(function);
+}
+
+TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
+{
+    const t_trustScope trust;
+    EXPECT_EQ(Refusal(SignedModule(L"maker.exe")), L"");
+    const std::pair<const wchar_t*, LONG> kRefused[] = {{L"unsigned.exe", TRUST_E_NOSIGNATURE},
+                                                        {L"tampered.exe", TRUST_E_BAD_DIGEST},
+                                                        {L"expired.exe", CERT_E_EXPIRED},
+                                                        {L"untrusted.exe", CERT_E_UNTRUSTEDROOT}};
+    for (const auto& [name, status] : kRefused) {
+        EXPECT_EQ(Refusal(SignedModule(name)), FormatStr(L"系统错误%d|模块校验失败:", status) + SignedModule(name) +
+                                                   L" 没有有效的代码签名,且不在摘要清单中");
+    }
+    EXPECT_THAT(Refusal(SignedModule(L"other.exe")), HasSubstr(L"“Tarvo Test Maker Ltd”"));
+    EXPECT_THAT(Refusal(SignedModule(L"case.exe")), HasSubstr(L"“Tarvo test Maker”"));
+    const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
+    EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
+}
+
+// Replaced is only what cannot be had here: catalogues that list the file, and functions of Windows 8. The catalogue's
+// signature is that of another module.
+TEST(VerifyModule, CatalogueSignsInTheFilesPlace)
+{
+    const t_trustScope trust;
+    static const std::wstring maker = SignedModule(L"maker.exe");
+    static std::wstring calls;
+    const auto verify = [](HWND window, GUID* action, void* argument) -> LONG {
+        auto& request = *static_cast<WINTRUST_DATA*>(argument);
+        calls.append(FormatStr(L"%d%d:%d%d%x ", request.dwUnionChoice, request.dwStateAction, request.dwUIChoice,
+                               request.fdwRevocationChecks, request.dwProvFlags));
+        static WINTRUST_FILE_INFO subject{sizeof(subject), maker.c_str(), nullptr, nullptr};
+        if (request.dwUnionChoice == WTD_CHOICE_CATALOG && request.dwStateAction == WTD_STATEACTION_VERIFY) {
+            calls.append(
+                FormatStr(L"%s:%s ", request.pCatalog->pcwszCatalogFilePath, request.pCatalog->pcwszMemberTag));
+            request.dwUnionChoice = WTD_CHOICE_FILE;
+            request.pFile = &subject;
+        }
+        return WinVerifyTrust(window, action, argument);
+    };
+    t_lookupPatch::t_answers answers = {
+        {"WinVerifyTrust", AddressOf<decltype(&WinVerifyTrust)>(verify)},
+        {"CryptCATAdminAcquireContext2", nullptr},
+        {"CryptCATAdminCalcHashFromFileHandle2", AddressOf<decltype(&CryptCATAdminCalcHashFromFileHandle2)>(
+                                                     [](HCATADMIN, HANDLE, DWORD* size, BYTE* hash, DWORD) -> WINBOOL {
+                                                         hash[0] = 0x0A;
+                                                         hash[1] = 0xFF;
+                                                         return (*size = 2) != 0;
+                                                     })},
+        {"CryptCATAdminEnumCatalogFromHash",
+         AddressOf<decltype(&CryptCATAdminEnumCatalogFromHash)>(
+             [](HCATADMIN, BYTE*, DWORD, DWORD, HCATINFO*) -> HCATINFO { return &calls; })},
+        {"CryptCATCatalogInfoFromContext",
+         AddressOf<decltype(&CryptCATCatalogInfoFromContext)>([](HCATINFO, CATALOG_INFO* info, DWORD) -> WINBOOL {
+             return lstrcpyW(info->wszCatalogFile, L"x.cat") != nullptr;
+         })},
+        {"CryptCATAdminReleaseCatalogContext",
+         AddressOf<decltype(&CryptCATAdminReleaseCatalogContext)>(
+             [](HCATADMIN, HCATINFO, DWORD) -> WINBOOL { return !calls.append(L"release").empty(); })},
+    };
+    const auto acquire = [](HCATADMIN* admin, const GUID* subsystem, const WCHAR* algorithm,
+                            const CERT_STRONG_SIGN_PARA*, DWORD flags) -> WINBOOL {
+        calls.append(algorithm).append(L" ");
+        return CryptCATAdminAcquireContext(admin, subsystem, flags);
+    };
+    const std::wstring path = Write(L"catalogued", "abcd");
+    for (const wchar_t* found : {L"21:201010 x.cat:81FE8BFE87576C3ECB22426F8E57847382917ACF 12:201010 release",
+                                 L"SHA256 21:201010 x.cat:0AFF 12:201010 release"}) {
+        calls.clear();
+        const t_lookupPatch lookup(answers);
+        EXPECT_EQ(Refusal(path), L"");
+        EXPECT_EQ(calls, L"11:201010 12:201010 " + std::wstring(found));
+        answers["CryptCATAdminAcquireContext2"] = AddressOf<decltype(&CryptCATAdminAcquireContext2)>(acquire);
+    }
+}
+
+// The list holds the digests that RFC 1321 publishes and, around the size of one piece, what md5sum says.
+TEST(VerifyModule, ListedDigestCountsUnderItsName)
+{
+    std::string counting(131073, '\0');
+    for (std::size_t i = 0; i < counting.size(); ++i) {
+        counting[i] = static_cast<char>(i * 7 + i / 256);
+    }
+    const std::string kContents[] = {"",
+                                     "a",
+                                     "abc",
+                                     "message digest",
+                                     "abcdefghijklmnopqrstuvwxyz",
+                                     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
+                                     "12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+                                     counting.substr(0, 131071),
+                                     counting.substr(0, 131072),
+                                     counting};
+    for (std::size_t i = 0; i < std::size(kContents); ++i) {
+        EXPECT_EQ(Refusal(Write(FormatStr(L"listed %u.dat", static_cast<unsigned>(i)), kContents[i])), L"");
+    }
+    EXPECT_THAT(Refusal(Write(L"listed 1.dat", "abc")), EndsWith(L"且摘要与清单不符"));
+    EXPECT_THAT(Refusal(Write(L"unlisted.dat", "abc")), EndsWith(L"且不在摘要清单中"));
+}
+
+TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
+{
+    const std::wstring system = SignedModule(L"system"), inside = system + L"\\inside.exe";
+    const ImmImportPatch<decltype(&GetSystemDirectoryW)> directory("GetSystemDirectoryW", [&](LPWSTR text, UINT size) {
+        return lstrcpynW(text, system.c_str(), static_cast<int>(size)) != nullptr ? lstrlenW(text) : 0u;
+    });
+    wchar_t shortName[MAX_PATH];
+    GetShortPathNameW(Write(L"listed 2.dat", "abc").c_str(), shortName, MAX_PATH);
+    const std::wstring overLink = SignedModule(L"link\\inside.exe");
+    const std::pair<std::wstring, std::wstring> kAccepted[] = {
+        {inside, inside},
+        {L"\\\\?\\" + inside, inside},
+        {system + L"/folder\\.././inside.exe", inside},
+        {overLink, inside},
+        {shortName, SignedModule(L"listed 2.dat")},
+    };
+    const std::wstring kRefused[] = {
+        system + L"\\folder\\below.exe",
+        system + L"\\..\\unsigned.exe",
+        system + L"\\missing.exe",
+        system,
+        L"\\\\.\\" + inside,
+        L"\\\\?\\GLOBALROOT\\??\\" + inside,
+        L"\\\\?\\inside.exe",
+        inside.substr(2),
+        L"C:inside.exe",
+        L"inside.exe",
+        L"",
+        // Behind "\\?\" this is another file than without.
+        L"\\\\?\\" + Write(L"listed 2.dat.", "abc"),
+    };
+    for (const bool beforeVista : {false, true}) {
+        const t_lookupPatch lookup(beforeVista ? kBeforeVista : kLater);
+        for (const auto& [path, realPath] : kAccepted) {
+            t_errorChain errors;
+            t_heldFile file;
+            const bool accepted = VerifyModule(errors, path.c_str(), file);
+            EXPECT_EQ(accepted, !beforeVista || path != overLink) << path << Entries(errors);
+            EXPECT_EQ(file.Path(), accepted ? realPath : overLink);
+        }
+        for (const std::wstring& path : kRefused) {
+            EXPECT_THAT(Refusal(path), HasSubstr(L"模块校验失败:")) << path;
+        }
+    }
+    EXPECT_THAT(Refusal(system + L"\\link.exe"), HasSubstr(L"\\signed\\unsigned.exe "));
+    EXPECT_THAT(Refusal(inside + L"::$DATA"), EndsWith(L"数据流"));
+
+    // A disk or server whose files claim to be the same as those of the system.
+    const ImmImportPatch<decltype(&GetFileInformationByHandle)> forged(
+        "GetFileInformationByHandle", [](HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
+            *information = {};
+            return TRUE;
+        });
+    EXPECT_NE(Refusal(SignedModule(L"unsigned.exe")), L"");
+}
+
+// Who may write already could do so after the check.
+TEST(VerifyModule, FileThatSomebodyMayChangeIsRefused)
+{
+    const std::wstring path = Write(L"listed 2.dat", "abc");
+    t_handle writer =
+        MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(Refusal(path), L"系统错误32|模块校验失败:无法打开 " + path);
+    const t_handle mapping(CreateFileMappingW(writer.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr));
+    writer.Reset();
+    EXPECT_EQ(Refusal(path), L"系统错误32|模块校验失败:无法打开 " + path);
+}
+
+} // namespace

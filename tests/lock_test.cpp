@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "base/critical_section.h"
+#include "base/locker.h"
+#include "base/security.h"
+#include "tests/chain_entries.h"
+#include "tests/child_process.h"
+#include "tests/import_patch.h"
+
+namespace {
+
+TEST(Mutex, NameStandsInTheSessionsNamespace)
+{
+    const std::wstring longName(300, L'x');
+    const std::pair<const wchar_t*, std::wstring> rows[] = {{L"abc", L"Local\\abc"},
+                                                            {L"Local\\abc", L"Local\\abc"},
+                                                            {L"Local\\Local\\abc", L"Local\\abc"},
+                                                            {L"Local\\Local\\Local\\abc", L"Local\\Local\\abc"},
+                                                            {L"local\\abc", L"Local\\local\\abc"},
+                                                            {nullptr, L"Local\\Mutex_NoName"},
+                                                            {longName.c_str(), L"Local\\" + longName.substr(0, 253)}};
+    for (const auto& [given, formed] : rows) {
+        t_errorChain errors;
+        t_criticalSection labelled;
+        EXPECT_TRUE(labelled.Create(errors, given));
+        EXPECT_EQ(formed, labelled.Name());
+    }
+}
+
+TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
+{
+    SECURITY_ATTRIBUTES* given = nullptr;
+    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [&](auto* security, BOOL owned, LPCWSTR name) {
+        EXPECT_EQ(security == nullptr, name == nullptr);
+        return create.Original(given = security, owned, name);
+    });
+    t_errorChain errors;
+    t_mutex first, second, unnamed, otherUnnamed;
+    EXPECT_TRUE(first.Create(errors, L"tarvo_test") && first.Create(errors, L"x") &&
+                second.Create(errors, L"tarvo_test"));
+    EXPECT_EQ(1, create.calls);
+    EXPECT_TRUE(given != nullptr && given == OpenSecurityAttributes());
+    ASSERT_TRUE(unnamed.Create(errors, nullptr) && otherUnnamed.Create(errors, L"") && unnamed.Lock(errors));
+    std::jthread([&] { EXPECT_TRUE(otherUnnamed.Lock(errors)); }).join();
+}
+
+TEST(Mutex, FailedCreateIsReportedAndLeavesNoLock)
+{
+    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return SetLastError(5), HANDLE{}; });
+    t_errorChain errors;
+    t_mutex mutex;
+    EXPECT_FALSE(mutex.Create(errors, L"x"));
+    EXPECT_FALSE(mutex.Lock(errors));
+    EXPECT_FALSE(t_criticalSection().Lock(errors));
+    EXPECT_EQ(L"系统错误5|互斥量创建失败：Local\\x|t_mutex::Lock 未初始化|t_mutex::Lock 未初始化", Entries(errors));
+    EXPECT_TRUE(mutex.DoLock(errors));
+    mutex.Unlock();
+}
+
+TEST(Mutex, EveryResultOfTheWait)
+{
+    const std::pair<DWORD, std::wstring> rows[] = {
+        {WAIT_OBJECT_0, L""},
+        {WAIT_ABANDONED, L""},
+        {WAIT_TIMEOUT, L"获取Mutex失败：WAIT_TIMEOUT"},
+        {WAIT_FAILED, L"系统错误6|获取Mutex失败"},
+        {WAIT_IO_COMPLETION, L"获取Mutex失败：WaitForSingleObject返回值不识别(192)"},
+    };
+    for (const auto& [result, entries] : rows) {
+        t_errorChain errors;
+        t_mutex mutex;
+        EXPECT_TRUE(mutex.Create(errors, nullptr));
+        ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject", [&](HANDLE, DWORD limit) {
+            EXPECT_EQ(INFINITE, limit);
+            SetLastError(ERROR_INVALID_HANDLE);
+            return result;
+        });
+        EXPECT_EQ(entries.empty(), mutex.Lock(errors));
+        EXPECT_EQ(entries, Entries(errors));
+    }
+}
+
+TEST(Mutex, DISABLED_OpensWhatTheParentHolds)
+{
+    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return nullptr; });
+    ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject",
+                                                        [&](HANDLE handle, DWORD) { return wait.Original(handle, 0); });
+    t_errorChain errors;
+    t_mutex mutex;
+    ASSERT_TRUE(mutex.Create(errors, L"Local\\tarvo_test_shared"));
+    EXPECT_FALSE(mutex.Lock(errors));
+    EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
+}
+
+TEST(Mutex, DISABLED_DiesHolding)
+{
+    t_errorChain errors;
+    t_mutex mutex;
+    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
+    TerminateProcess(GetCurrentProcess(), 0);
+}
+
+TEST(Mutex, ExcludesOtherProcessesAndSurvivesTheirDeath)
+{
+    t_errorChain errors;
+    t_mutex mutex;
+    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
+    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_OpensWhatTheParentHolds").Passed());
+    mutex.Unlock();
+    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_DiesHolding").Passed());
+
+    DWORD waited = WAIT_FAILED;
+    ImmImportPatch<decltype(&WaitForSingleObject)> wait(
+        "WaitForSingleObject", [&](HANDLE handle, DWORD) { return waited = wait.Original(handle, 0); });
+    EXPECT_TRUE(mutex.Lock(errors));
+    EXPECT_EQ(DWORD{WAIT_ABANDONED}, waited);
+}
+
+TEST(CriticalSection, ReportsAndRetriesCreation)
+{
+    int refusals = 1;
+    ImmImportPatch<decltype(&InitializeCriticalSectionAndSpinCount)> initialise(
+        "InitializeCriticalSectionAndSpinCount", [&](CRITICAL_SECTION* section, DWORD spin) -> BOOL {
+            EXPECT_EQ(DWORD{0x80000400}, spin);
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return refusals-- > 0 ? FALSE : initialise.Original(section, spin);
+        });
+    t_errorChain errors;
+    t_criticalSection section;
+    EXPECT_FALSE(section.Create(errors, L"cs"));
+    EXPECT_EQ(L"创建CriticalSection失败:Local\\cs, 8", Entries(errors));
+    EXPECT_TRUE(section.Create(errors, L"cs") && section.Create(errors, L"cs") && section.Lock(errors));
+    section.Unlock();
+    section.Close();
+    EXPECT_FALSE(section.IsCreated());
+
+    refusals = 2;
+    EXPECT_FALSE(t_csAutoInit(L"auto", 2).IsCreated());
+    refusals = 2;
+    EXPECT_TRUE(t_csAutoInit(L"auto", 3).IsCreated());
+}
+
+TEST(Locker, HoldsForABlock)
+{
+    struct t_counting : t_criticalSection
+    {
+        int held = 0;
+        bool DoLock(t_errorChain&) override { return ++held > 0; }
+        void DoUnlock() override { --held; }
+    } first, second;
+    t_errorChain errors;
+    EXPECT_FALSE(t_locker(nullptr).Lock(errors));
+    EXPECT_FALSE(t_locker(&first).Lock(errors));
+    EXPECT_EQ(L"null lock|t_mutex::Lock 未初始化", Entries(errors));
+    ASSERT_TRUE(first.Create(errors, L"1") && second.Create(errors, L"2"));
+    {
+        t_locker locker(&first);
+        EXPECT_EQ(0, first.held);
+        EXPECT_TRUE(locker.Lock(errors) && first.held == 1);
+        EXPECT_TRUE(locker.Lock(errors, second) && first.held == 0 && second.held == 1);
+    }
+    EXPECT_EQ(0, second.held);
+}
+
+} // namespace

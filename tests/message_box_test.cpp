@@ -1,0 +1,118 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <imm.h>
+
+#include "base/handles.h"
+#include "diag/message_box.h"
+#include "diag/system_error.h"
+#include "tests/import_patch.h"
+
+namespace {
+
+// Takes the place of the system's message box and keeps what it was asked to show.
+struct t_shownBox
+{
+    HWND owner = nullptr;
+    std::wstring text, caption;
+    UINT type = ~0u;
+    DWORD thread = 0;
+    t_handle shown{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    ImmImportPatch<decltype(&MessageBoxW)> patch{"MessageBoxW", [this](HWND window, LPCWSTR t, LPCWSTR c, UINT flags) {
+                                                     owner = window;
+                                                     text = t;
+                                                     caption = c;
+                                                     type = flags;
+                                                     thread = GetCurrentThreadId();
+                                                     SetEvent(shown.Get());
+                                                     return IDOK;
+                                                 }};
+};
+
+} // namespace
+
+TEST(MessageBox, ShowsTheJoinedChain)
+{
+    t_shownBox box;
+    t_errorChain chain;
+    ShowMessageBox(chain);
+    EXPECT_EQ(0, box.patch.calls);
+
+    chain.Fail(L"%s", L"参数不合法");
+    ShowMessageBox(chain);
+    EXPECT_EQ(L"参数不合法", box.text);
+    EXPECT_EQ(L"塔沃输入法错误报告", box.caption);
+    EXPECT_EQ(nullptr, box.owner);
+    EXPECT_EQ(UINT{MB_OK}, box.type);
+    EXPECT_EQ(GetCurrentThreadId(), box.thread);
+    EXPECT_FALSE(chain.HasFailed());
+}
+
+TEST(MessageBox, AsynchronousBoxOutlivesTheChain)
+{
+    t_shownBox box;
+    DWORD disabledThread = 0;
+    ImmImportPatch<decltype(&ImmDisableIME)> disable("ImmDisableIME", [&](DWORD thread) -> WINBOOL {
+        disabledThread = thread;
+        return TRUE;
+    });
+    HWND const owner = GetDesktopWindow();
+    const std::wstring longCaption(2000, L'c');
+    {
+        t_errorChain chain;
+        ShowMessageBoxAsync(chain, owner, nullptr, true);
+        chain.Fail(L"one");
+        ShowMessageBoxAsync(chain, owner, longCaption.c_str(), true);
+    }
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(box.shown.Get(), INFINITE));
+    EXPECT_EQ(1, box.patch.calls) << "an empty chain shows nothing";
+    EXPECT_EQ(L"one\r\n\r\n进程名：diag_tests.exe", box.text);
+    EXPECT_EQ(longCaption.substr(0, 1023), box.caption);
+    EXPECT_EQ(owner, box.owner);
+    EXPECT_EQ(box.thread, disabledThread);
+    EXPECT_NE(GetCurrentThreadId(), box.thread);
+}
+
+TEST(MessageBox, FailuresToShowAreQuiet)
+{
+    t_shownBox box;
+    t_errorChain chain;
+    chain.Fail(L"one");
+    {
+        ImmImportPatch<decltype(&GlobalAlloc)> allocate("GlobalAlloc", [](UINT, SIZE_T) { return HGLOBAL{}; });
+        ShowMessageBoxAsync(chain, nullptr, nullptr, false);
+    }
+    ImmImportPatch<decltype(&CreateThread)> create(
+        "CreateThread",
+        [](LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_ROUTINE, LPVOID, DWORD, LPDWORD) { return HANDLE{}; });
+    ShowMessageBoxAsync(chain, nullptr, L"caption", false);
+    EXPECT_EQ(1, create.calls);
+    EXPECT_EQ(0, box.patch.calls);
+}
+
+TEST(SystemError, TextIsOneLine)
+{
+    wchar_t* given = nullptr;
+    DWORD length = 0;
+    ImmImportPatch<decltype(&FormatMessageW)> format(
+        "FormatMessageW", [&](DWORD flags, LPCVOID, DWORD, DWORD language, LPWSTR buffer, DWORD, va_list*) {
+            EXPECT_EQ(0x1100u, flags);
+            EXPECT_EQ(0x0400u, language);
+            *reinterpret_cast<wchar_t**>(buffer) = given;
+            return length;
+        });
+    const std::tuple<DWORD, const wchar_t*, const wchar_t*> cases[] = {
+        {5, L"拒绝\r\n访问\t。\r\n", L"系统错误5: 拒绝  访问 。  "},
+        {12002, L"", L"系统错误12002: 网络连接超时"},
+        {0xFFFFFFFF, L"", L"系统错误-1"},
+    };
+    for (const auto& [code, text, expected] : cases) {
+        length = static_cast<DWORD>(wcslen(text));
+        given = static_cast<wchar_t*>(LocalAlloc(LPTR, (length + 1) * sizeof(wchar_t)));
+        wcscpy(given, text);
+        t_str entry;
+        AppendSystemError(entry, code);
+        EXPECT_EQ(expected, entry);
+    }
+}

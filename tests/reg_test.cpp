@@ -1,0 +1,205 @@
+#include "base/reg.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <aclapi.h>
+
+#include "tests/chain_entries.h"
+#include "tests/import_patch.h"
+#include "tests/scratch_registry.h"
+
+namespace {
+
+struct Reg : testing::Test
+{
+    // Opens a key of the current user for writing, creating it.
+    void OpenKey(t_reg& key, const wchar_t* name) { ASSERT_TRUE(key.Open(errors, name, true, true, true)); }
+
+    t_scratchRegistry scratch;
+    t_errorChain errors;
+    t_reg user{HKEY_CURRENT_USER};
+};
+
+TEST_F(Reg, PathGrowsWithEveryName)
+{
+    EXPECT_EQ(L"CLASSES_ROOT", t_reg(HKEY_CLASSES_ROOT).Path());
+    EXPECT_EQ(L"MACHINE", t_reg(HKEY_LOCAL_MACHINE).Path());
+    OpenKey(user, L"Software\\X");
+    OpenKey(user, L"Software\\X");
+    EXPECT_EQ(L"CURRENT_USER\\Software\\X\\Software\\X", user.Path());
+    t_reg child(user), unmapped(HKEY_USERS);
+    EXPECT_TRUE(child.Open(errors, nullptr, false, false, true) && child.Open(errors, L"", true, false, true));
+    EXPECT_EQ(user.Path(), child.Path());
+    EXPECT_FALSE(unmapped.Open(errors, L"", false, false, false));
+    EXPECT_EQ(L"系统错误6|创建注册表项失败：", Entries(errors));
+}
+
+TEST_F(Reg, AccessMasksAndOptions)
+{
+    using t_asked = std::pair<DWORD, REGSAM>; // options (99 for opening) and mask
+    std::vector<t_asked> asked;
+    ImmImportPatch<decltype(&RegOpenKeyExW)> open("RegOpenKeyExW",
+                                                  [&](HKEY root, auto name, auto zero, REGSAM access, auto key) {
+                                                      asked.emplace_back(99, access);
+                                                      return open.Original(root, name, zero, access, key);
+                                                  });
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
+        "RegCreateKeyExW", [&](HKEY root, auto name, auto zero, auto none, DWORD options, REGSAM access, auto... rest) {
+            asked.emplace_back(options, access);
+            return create.Original(root, name, zero, none, options, access, rest...);
+        });
+    const auto make = [] { return t_reg(HKEY_CURRENT_USER); };
+    bool createdNew = false, exists = false;
+    EXPECT_TRUE(make().Create(errors, L"v", t_reg::kCreateWritable | t_reg::kCreateVolatile, nullptr));
+    EXPECT_TRUE(user.Create(errors, L"a", 0, &createdNew) && createdNew);
+    EXPECT_TRUE(make().Create(errors, L"a", 0, &createdNew) && !createdNew);
+    EXPECT_TRUE(make().Open(errors, L"a", false, false, false) && make().Open(errors, L"a", true, true, false));
+    EXPECT_TRUE(make().Open(errors, nullptr, false, false, true));
+    EXPECT_TRUE(user.SubKeyExists(errors, L"none", &exists) && !exists);
+    EXPECT_EQ((std::vector<t_asked>{
+                  {1, 0xF023F}, {0, 0x20219}, {0, 0x20219}, {99, 0x20019}, {0, 0xF003F}, {0, 0x20219}, {99, 0x20219}}),
+              asked);
+}
+
+TEST_F(Reg, EveryFailureIsDescribedAndChangesNothing)
+{
+    t_reg machine(HKEY_LOCAL_MACHINE), closed(user);
+    std::int32_t number = 7;
+    t_str text = L"old";
+    DWORD count = 7, type = 7;
+    OpenKey(user, L"k");
+    ASSERT_TRUE(user.WriteString(errors, L"abc", L"s") && user.WriteInt(errors, std::int32_t{1}, nullptr));
+    const std::pair<std::wstring, bool> rows[] = {
+        {L"系统错误2|打开注册表项失败：MACHINE\\A", machine.Open(errors, L"A", false, false, true)},
+        {L"系统错误2|读注册表失败：CURRENT_USER\\k\\none", user.ReadInt(errors, number, L"none")},
+        {L"系统错误0|注册表键值类型不匹配：CURRENT_USER\\k\\s", user.ReadInt(errors, number, L"s")},
+        {L"注册表键值类型不匹配：CURRENT_USER\\k", user.ReadString(errors, text, 9, nullptr)},
+        {L"注册表键值类型不匹配：CURRENT_USER\\k", user.GetDefaultExpandString(errors, text)},
+        {L"系统错误234|读注册表失败：CURRENT_USER\\k\\s", user.ReadString(errors, text, 2, L"s")},
+        {L"系统错误6|设置注册表键值失败：CURRENT_USER\\<<v>>", closed.WriteString(errors, L"x", L"v")},
+        {L"系统错误6|删除注册表键值失败：CURRENT_USER\\<<v>>", closed.DeleteValue(errors, L"v")},
+        {L"系统错误6|删除注册表项失败：CURRENT_USER", closed.DeleteKey(errors, false, L"v")},
+        {L"系统错误6|获取注册表子键数失败：CURRENT_USER", closed.GetSubKeyCount(errors, count)},
+        {L"系统错误6|获取注册表值数失败：CURRENT_USER", closed.GetValueCount(errors, count)},
+        {L"系统错误259|遍历注册表键值失败：CURRENT_USER\\k", user.EnumKey(errors, text, 0)},
+        {L"系统错误259|遍历注册表值失败：CURRENT_USER\\k", user.EnumValue(errors, text, type, 2)},
+        {L"非法参数", user.SubKeyExists(errors, L"k", nullptr)},
+        {L"系统错误6|打开注册表项失败：CURRENT_USER", closed.DeleteTree(errors, false, L"k")},
+        {L"系统错误2|删除注册表项失败：CURRENT_USER\\k", user.DeleteKey(errors, true, L"none")},
+        {L"系统错误2|删除注册表项失败, 子键不存在：CURRENT_USER\\k\\none", user.DeleteTree(errors, true, L"none")},
+    };
+    std::wstring all;
+    for (const auto& [entries, succeeded] : rows) {
+        EXPECT_FALSE(succeeded) << entries;
+        all += (all.empty() ? L"" : L"|") + entries;
+    }
+    EXPECT_EQ(all, Entries(errors));
+    EXPECT_TRUE(number == 7 && text == L"old" && count == 7 && type == 7);
+}
+
+TEST_F(Reg, FailedCreateNamesTheKeyTwiceAndKeepsTheHandle)
+{
+    OpenKey(user, L"Software");
+    t_reg child(user);
+    OpenKey(child, L"");
+    const HKEY before = child.Handle();
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create("RegCreateKeyExW", [](auto...) { return ERROR_ACCESS_DENIED; });
+    EXPECT_FALSE(child.Create(errors, L"A\\B", 0, nullptr));
+    EXPECT_EQ(L"系统错误5|创建注册表项失败：CURRENT_USER\\Software\\A\\B\\A\\B", Entries(errors));
+    EXPECT_EQ(before, child.Handle());
+    EXPECT_FALSE(child.Open(errors, L"", false, false, true));
+    EXPECT_EQ(nullptr, child.Handle());
+}
+
+TEST_F(Reg, ReadsWhatOthersStored)
+{
+    OpenKey(user, L"k");
+    const std::pair<std::string, const wchar_t*> rows[] = {
+        {{"a\0b\0", 4}, L"ab"}, {{"a\0b\0c", 5}, L"ab"}, {{"a\0\0\0b\0\0\0", 8}, L"a"}, {"", L""}, {"x", L""}};
+    for (const auto& [bytes, expected] : rows) {
+        t_str text = L"old";
+        WriteRaw(HKEY_CURRENT_USER, L"k", L"v", REG_SZ, bytes.data(), static_cast<DWORD>(bytes.size()));
+        EXPECT_TRUE(user.ReadString(errors, text, 4, L"v"));
+        EXPECT_EQ(expected, text);
+    }
+    std::uint32_t number = 0;
+    std::int64_t big = 0;
+    WriteRaw(HKEY_CURRENT_USER, L"k", L"short", REG_DWORD, "\x07\x01", 2);
+    EXPECT_TRUE(user.ReadInt(errors, number, L"short") && number == 0x107);
+    EXPECT_TRUE(user.WriteInt(errors, std::int64_t{-5}, L"q") && user.ReadInt(errors, big, L"q") && big == -5);
+
+    EXPECT_TRUE(user.WriteString(errors, L"abc", L"s"));
+    EXPECT_THAT(DumpKey(HKEY_CURRENT_USER, L"k"), testing::HasSubstr(L"s=1:abc\n")); // no terminator
+
+    char renames[8] = {};
+    DWORD size = sizeof(renames);
+    EXPECT_TRUE(user.SetPendingRenames(errors, "a\0\0\0\0\0", 6));
+    EXPECT_TRUE(user.GetPendingRenames(errors, renames, size) && size == 6);
+    EXPECT_TRUE(user.GetPendingRenames(errors, nullptr, size = 0) && size == 6);
+
+    const std::wstring expand(260, L'%'), guarded = expand + L'.', longName(1022, L'n');
+    t_str name;
+    DWORD type = 0, values = 0;
+    WriteRaw(HKEY_CURRENT_USER, L"e", nullptr, REG_EXPAND_SZ, guarded.data(), 520);
+    WriteRaw(HKEY_CURRENT_USER, L"e", longName.c_str(), REG_BINARY, "", 0);
+    t_reg other(HKEY_CURRENT_USER);
+    OpenKey(other, L"e");
+    EXPECT_TRUE(other.GetDefaultExpandString(errors, name) && name == expand);
+    EXPECT_TRUE(other.GetValueCount(errors, values) && values == 2);
+    EXPECT_TRUE(other.EnumValue(errors, name, type, 1) && name == longName && type == REG_BINARY);
+}
+
+TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
+{
+    for (int leaf = 0; leaf < 6; ++leaf) {
+        MakeKey(HKEY_CURRENT_USER, FormatStr(L"k\\t\\%d\\%d", leaf / 2, leaf % 2));
+    }
+    OpenKey(user, L"k");
+    int deleted = 0;
+    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+        const LSTATUS result = remove.Original(key, name);
+        deleted += result == ERROR_SUCCESS;
+        return result;
+    });
+    ImmImportPatch<decltype(&RegEnumKeyW)> enumerate("RegEnumKeyW", [&](HKEY key, DWORD index, auto name, DWORD size) {
+        EXPECT_TRUE(index == 0 && size == 1023);
+        return enumerate.Original(key, index, name, size);
+    });
+    {
+        // The number of sub-keys cannot be had: everything said so far is dropped, and the key stays.
+        ImmImportPatch<decltype(&RegQueryInfoKeyW)> query("RegQueryInfoKeyW", [](auto...) { return ERROR_BUSY; });
+        errors.Fail(L"earlier");
+        EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
+        EXPECT_EQ(L"系统错误5|删除注册表项失败：CURRENT_USER\\k", Entries(errors));
+    }
+    EXPECT_TRUE(user.DeleteTree(errors, true, L"t"));
+    EXPECT_EQ(10, deleted);
+    EXPECT_TRUE(user.DeleteTree(errors, false, L"t") && user.DeleteKey(errors, false, L"t") &&
+                user.DeleteValue(errors, L"t"));
+}
+
+TEST_F(Reg, DeniedDeleteGrantsAccessToTheNamedKeyFirst)
+{
+    OpenKey(user, L"k");
+    std::wstring granted;
+    ImmImportPatch<decltype(&RegDeleteKeyW)> remove(
+        "RegDeleteKeyW", [&](HKEY, LPCWSTR) { return LSTATUS{granted.empty() ? ERROR_ACCESS_DENIED : ERROR_SUCCESS}; });
+    ImmImportPatch<decltype(&GetNamedSecurityInfoW)> get("GetNamedSecurityInfoW",
+                                                         [](auto, auto, auto, auto, auto, ACL** list, auto...) {
+                                                             static ACL empty{ACL_REVISION, 0, sizeof(ACL), 0, 0};
+                                                             *list = &empty;
+                                                             return ERROR_SUCCESS;
+                                                         });
+    ImmImportPatch<decltype(&SetNamedSecurityInfoW)> set(
+        "SetNamedSecurityInfoW", [&](LPWSTR name, auto type, auto, auto, auto, ACL* list, auto) {
+            EXPECT_TRUE(type == SE_REGISTRY_KEY && list->AceCount == 1);
+            granted = name;
+            return ERROR_SUCCESS;
+        });
+    EXPECT_TRUE(user.DeleteKey(errors, true, L"x"));
+    EXPECT_EQ(L"CURRENT_USER\\k\\x", granted);
+    EXPECT_TRUE(errors.IsEmpty());
+}
+
+} // namespace
