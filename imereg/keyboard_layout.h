@@ -2,10 +2,9 @@
 
 #include <windows.h>
 
-// The classic layout of the input method: installing and removing it by its IME file.
+#include "catalogue/product_ime_file.h"
 
-inline constexpr wchar_t kClassicImeFile[] = L"TarvoPY.ime";
-inline constexpr wchar_t kTextServiceImeFile[] = L"TarvoTSF.ime";
+// The classic layout of the input method: installing and removing it by its IME file.
 
 // Among the layouts of an IME file: IME layouts for Chinese (PRC).
 inline constexpr DWORD kChineseImeMask = 0xF000FFFF;

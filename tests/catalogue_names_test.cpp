@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "base/module_path.h"
+#include "base/singleton.h"
 #include "catalogue/indirect_string.h"
 #include "catalogue/layout_description.h"
 #include "catalogue/layout_id.h"
+#include "catalogue/product_ime_file.h"
+#include "runtime/runtime.h"
 #include "tests/chain_entries.h"
+#include "tests/import_patch.h"
 #include "tests/scratch_registry.h"
 
 // This program itself holds the string 5000.
@@ -79,4 +83,30 @@ TEST(LayoutId, ConvertsHandles)
         EXPECT_EQ(std::tuple(handle, expected, expected != 0 ? handle & 0xFFFF : 3),
                   std::tuple(record.hkl, record.klid, record.langId));
     }
+}
+
+// The system that answers the version calls.
+static DWORD minorVersion;
+
+static LONG WINAPI AnswerVersion(OSVERSIONINFOEXW* version)
+{
+    version->dwMajorVersion = 6;
+    version->dwMinorVersion = minorVersion;
+    return 0;
+}
+
+TEST(ProductImeFile, FollowsTheRuntimeEnvironment)
+{
+    const t_scratchRegistry registry;
+    ImmImportPatch<decltype(&GetProcAddress)> lookUp("GetProcAddress", [&](HMODULE module, LPCSTR name) {
+        return std::string_view(name) == "RtlGetVersion"
+                   ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&AnswerVersion))
+                   : lookUp.Original(module, name);
+    });
+    for (minorVersion = 1; minorVersion <= 2; ++minorVersion) {
+        t_singletonRegistry::Process().DestroyAll();
+        EXPECT_STREQ(minorVersion == 1 ? L"TarvoPY.ime" : L"TarvoTSF.ime", GetProductImeFileName());
+        EXPECT_TRUE(ImmSingleton<t_runtime>::Instance()->IsInitialised());
+    }
+    t_singletonRegistry::Process().DestroyAll();
 }
