@@ -17,21 +17,11 @@ namespace {
 
 constexpr wchar_t kLineEnd[] = L"\r\n";
 
-std::wstring_view Trim(std::wstring_view text)
-{
-    constexpr wchar_t kWhiteSpace[] = L" \t\r";
-    const std::size_t begin = text.find_first_not_of(kWhiteSpace);
-    if (begin == text.npos) {
-        return {};
-    }
-    return text.substr(begin, text.find_last_not_of(kWhiteSpace) + 1 - begin);
-}
-
 // The name in a line that begins with "["; empty when the line is no header.
 std::wstring_view HeaderName(std::wstring_view line)
 {
     const std::size_t bracket = line.find(L']');
-    return bracket != line.npos ? Trim(line.substr(1, bracket - 1)) : std::wstring_view();
+    return bracket != line.npos ? TrimWhiteSpace(line.substr(1, bracket - 1)) : std::wstring_view();
 }
 
 // Appends a text with every lone LF spelled CR LF.
@@ -88,6 +78,13 @@ void StoreText(t_entry& entry, void* memory, std::wstring_view name, std::wstrin
 
 } // namespace
 
+std::wstring_view TrimWhiteSpace(std::wstring_view text)
+{
+    constexpr wchar_t kWhiteSpace[] = L" \t\r";
+    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+    return text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
+}
+
 void t_configText::Parse(std::wstring_view text)
 {
     Clear();
@@ -109,8 +106,8 @@ void t_configText::Parse(std::wstring_view text)
                 current = &OpenSection(name);
             }
         } else if (const std::size_t equals = line.find(L'='); current != nullptr && equals != line.npos) {
-            if (const std::wstring_view key = Trim(line.substr(0, equals)); !key.empty()) {
-                AppendKey(*current, key, Trim(line.substr(equals + 1)));
+            if (const std::wstring_view key = TrimWhiteSpace(line.substr(0, equals)); !key.empty()) {
+                AppendKey(*current, key, TrimWhiteSpace(line.substr(equals + 1)));
             }
         }
     }

@@ -10,6 +10,9 @@
 
 namespace n_config {
 
+// The text without the spaces, tabs and carriage returns around it.
+std::wstring_view TrimWhiteSpace(std::wstring_view text);
+
 // The content of one configuration file: comment lines and sections in order, each section with its comment lines and
 // keys in order. Names are found without letter case. The texts and records live in one arena.
 //

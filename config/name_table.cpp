@@ -1,7 +1,6 @@
 #include "config/name_table.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "base/ascii_case.h"
 
@@ -80,7 +79,7 @@ void t_nameTable::Add(t_namedEntry& entry, std::pmr::memory_resource& arena)
         const std::uint32_t oldCount = bucketCount;
         // Odd counts: the hash's low four bits come from little more than the last character.
         const std::uint32_t newCount = oldCount * 2 + 1;
-        buckets = static_cast<t_namedEntry**>(arena.allocate(newCount * sizeof(*buckets), alignof(t_namedEntry*)));
+        buckets = std::pmr::polymorphic_allocator<t_namedEntry*>(&arena).allocate(newCount);
         bucketCount = newCount;
         std::fill_n(buckets, newCount, nullptr);
         std::for_each(old, old + oldCount, [this](t_namedEntry* root) { InsertTree(root); });

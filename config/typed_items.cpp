@@ -32,13 +32,6 @@ bool ParseDigits(std::wstring_view text, std::uint32_t base, std::uint32_t limit
     return !text.empty();
 }
 
-std::wstring_view TrimSpaces(std::wstring_view text)
-{
-    constexpr wchar_t kWhiteSpace[] = L" \t\r";
-    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-    return text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
-}
-
 } // namespace
 
 bool ParseInteger(std::wstring_view text, std::int32_t& value)
@@ -93,7 +86,7 @@ bool t_listCodec::Parse(std::wstring_view text, t_value& value)
     value.clear();
     for (bool more = !text.empty(); more;) {
         const std::size_t comma = text.find(L',');
-        value.emplace_back(std::wstring(TrimSpaces(text.substr(0, comma))));
+        value.emplace_back(std::wstring(TrimWhiteSpace(text.substr(0, comma))));
         more = comma != text.npos;
         text.remove_prefix(more ? comma + 1 : 0);
     }

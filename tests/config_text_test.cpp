@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "base/elf_hash.h"
 #include "config/encoding.h"
@@ -13,11 +14,7 @@ namespace n_config {
 
 TEST(ConfigText, ReadsAndWritesLineByLine)
 {
-    const struct
-    {
-        std::wstring_view read;
-        std::wstring_view written;
-    } cases[] = {
+    const std::pair<std::wstring_view, std::wstring_view> cases[] = {
         {L"", L""},
         {L"\r\n\n \r\n", L""},
         {L";top\r\n\r\n[a]\r\nk=v\r\n;in a\r\ne=\r\n\r\n[b]\r\nk=w\r\n",
@@ -119,43 +116,30 @@ TEST(ConfigText, FindsEveryNameOfOneHash)
 
 TEST(ConfigEncoding, DecodesMarkedAndUnmarkedText)
 {
-    const struct
-    {
-        std::string_view bytes;
-        t_decoded result;
-        std::wstring_view text;
-    } cases[] = {
-        {"", t_decoded::text, L""},
-        {"\xFF\xFE", t_decoded::text, L""},
-        {"\xFF\xFEk\0\x2D\x4E\0\xD8"sv, t_decoded::text, L"k中\xD800"},
-        {"\xFE\xFF\0k\x4E\x2D"sv, t_decoded::text, L"k中"},
-        {"\xEF\xBB\xBFk\xE4\xB8\xAD", t_decoded::text, L"k中"},
-        {"k\xC2\x80\xF0\x90\x80\x81\xF4\x8F\xBF\xBF", t_decoded::text, L"k\x80\xD800\xDC01\xDBFF\xDFFF"},
-        {"\xFF\xFEk", t_decoded::notText, {}},
-        {"\xFE\xFF\0k\x4E"sv, t_decoded::notText, {}},
-        {"\xEF\xBB\xBF\xD6\xD0", t_decoded::notText, {}},
-        {"\xD6\xD0", t_decoded::codePage936, {}},
-        {"k\xE4\xB8", t_decoded::codePage936, {}},        // cut
-        {"\x80", t_decoded::codePage936, {}},             // no first byte
-        {"\xC1\xBF", t_decoded::codePage936, {}},         // longer than needed
-        {"\xE0\x9F\xBF", t_decoded::codePage936, {}},     //
-        {"\xF0\x8F\xBF\xBF", t_decoded::codePage936, {}}, //
-        {"\xED\xA0\x80", t_decoded::codePage936, {}},     // a surrogate
-        {"\xF4\x90\x80\x80", t_decoded::codePage936, {}}, // beyond Unicode
-        {"\xF8\x88\x80\x80\x80", t_decoded::codePage936, {}},
-        {"\xEF\xBB", t_decoded::codePage936, {}},
-        {"\xFF", t_decoded::codePage936, {}},
+    std::wstring decoded;
+    const std::pair<std::string_view, std::wstring_view> texts[] = {
+        {"", L""},
+        {"\xFF\xFE", L""},
+        {"\xFF\xFEk\0\x2D\x4E\0\xD8"sv, L"k中\xD800"},
+        {"\xFE\xFF\0k\x4E\x2D"sv, L"k中"},
+        {"\xEF\xBB\xBFk\xE4\xB8\xAD", L"k中"},
+        {"k\xC2\x80\xF0\x90\x80\x81\xF4\x8F\xBF\xBF", L"k\x80\xD800\xDC01\xDBFF\xDFFF"},
     };
-    for (const auto& [bytes, result, text] : cases) {
-        std::wstring decoded;
-        EXPECT_EQ(result, DecodeText(bytes, decoded));
-        if (result == t_decoded::text) {
-            EXPECT_EQ(text, decoded);
-        }
+    for (const auto& [bytes, text] : texts) {
+        EXPECT_EQ(t_decoded::text, DecodeText(bytes, decoded));
+        EXPECT_EQ(text, decoded);
     }
-    EXPECT_EQ("\xFF\xFE"
-              "k\0\x2D\x4E\0\xD8"sv,
-              EncodeUtf16(L"k中\xD800"));
+    for (const std::string_view bytes : {"\xFF\xFEk"sv, "\xFE\xFF\0k\x4E"sv, "\xEF\xBB\xBF\xD6\xD0"sv}) {
+        EXPECT_EQ(t_decoded::notText, DecodeText(bytes, decoded));
+    }
+    // Not UTF-8: other text, cut, without a first byte, longer than needed, a surrogate, beyond Unicode, parts of
+    // marks.
+    for (const std::string_view bytes :
+         {"\xD6\xD0", "k\xE4\xB8", "\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
+          "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xEF\xBB", "\xFF"}) {
+        EXPECT_EQ(t_decoded::codePage936, DecodeText(bytes, decoded));
+    }
+    EXPECT_EQ(texts[2].first, EncodeUtf16(texts[2].second));
 }
 
 } // namespace n_config

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <map>
-#include <vector>
 
 #include "base/str.h"
 

@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "base/handles.h"
 
@@ -20,7 +21,7 @@ public:
 
 private:
     std::wstring path;
-    std::initializer_list<HKEY> redirected;
+    std::vector<HKEY> redirected;
 };
 
 // Opens a key for all access, creating it when it is missing. A failure is a test failure and gives a null owner.
