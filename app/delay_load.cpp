@@ -49,7 +49,7 @@ FARPROC WINAPI __delayLoadHelper2(PCImgDelayDescr library, FARPROC* slot)
         *module == nullptr ? nullptr : GetProcAddress(*module, reinterpret_cast<const char*>(name->Name));
     if (function == nullptr) {
         // Every supported system has these functions; one without them is broken beyond what this program can mend.
-        ExitProcess(GetLastError());
+        ExitProcess(static_cast<UINT>(-1));
     }
     *slot = function;
     return function;

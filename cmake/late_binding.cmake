@@ -1,6 +1,6 @@
 # Import libraries of the system libraries that the shipped program binds late (app/delay_load.cpp says why). A target
-# with the property LATE_BINDING gets these, any other, such as a test, the ordinary ones. Link ${version_import} and
-# ${wtsapi32_import}; a function that is missing here stays unresolved at link time.
+# with the property LATE_BINDING gets these, any other, such as a test, the ordinary ones. Link ${version_import},
+# ${wtsapi32_import} and ${imm32_import}; a function that is missing here stays unresolved at link time.
 
 function(add_late_binding dll)
   set(definitions ${CMAKE_BINARY_DIR}/${dll}_late.def)
@@ -15,4 +15,5 @@ function(add_late_binding dll)
 endfunction()
 
 add_late_binding(version GetFileVersionInfoSizeW GetFileVersionInfoW VerQueryValueW)
+add_late_binding(imm32 ImmDisableIME ImmInstallIMEW ImmGetIMEFileNameW)
 add_late_binding(wtsapi32 WTSQuerySessionInformationW WTSFreeMemory)
