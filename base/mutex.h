@@ -17,9 +17,8 @@ public:
     virtual ~t_mutex() = default;
 
     // Opens the named mutex, or creates it open to every user and integrity. Succeeds at once when already created.
-    //   newName  any name: the prefix "Local\" is added, or reduced to one of two, and the result cut to 259
-    //   characters;
-    //            null or empty makes a mutex that is private to this object
+    //   newName  any name: the prefix "Local\" is added, or reduced to one of two, and the result is cut to 259
+    //            characters; null or empty makes a mutex that is private to this object
     // On failure appends the system error and "互斥量创建失败：" with the name. Behind it: OpenMutexW, CreateMutexW.
     virtual bool Create(t_errorChain& errors, const wchar_t* newName);
 
@@ -27,7 +26,7 @@ public:
     virtual bool IsCreated() const { return static_cast<bool>(handle); }
 
     // Takes the lock, waiting without limit. A lock abandoned by a process that died counts as taken; what it guards is
-    // not repaired. On failure appends what WaitForSingleObject said.
+    // not repaired. On failure appends what the wait said. Behind it: WaitForSingleObject.
     virtual bool DoLock(t_errorChain& errors);
 
     // Gives the lock back. Behind it: ReleaseMutex.

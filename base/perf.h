@@ -11,7 +11,8 @@ enum class t_perfKind
 
 // Measures one named stretch of code for the life of a block. Off by default: then it costs one test. The switches are
 // values of "SoftWare\TarvoInput" in the current user's hive and are read once per process; when one is on, count and
-// total time of each name go to the debugger's output at process exit. The thread's last error code is kept.
+// total time of each name go to the debugger's output at process exit. Ending a measurement keeps the thread's last
+// error code.
 class t_perfSection
 {
 public:

@@ -319,7 +319,15 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
     // Each pass removes the first child, so the next one moves to index 0.
     for (; count > 0; --count) {
         t_str name;
-        if (!child.EnumKey(errors, name, 0) || !child.DeleteTree(errors, mustExist, name.c_str())) {
+        if (!child.EnumKey(errors, name, 0)) {
+            return false;
+        }
+        // A key made through the system's native interface may have a name that begins with a null character. It would
+        // stand for the child itself, without end.
+        if (name.empty()) {
+            return child.Fail(errors, ERROR_INVALID_NAME, kEnumKeysFailed);
+        }
+        if (!child.DeleteTree(errors, mustExist, name.c_str())) {
             return false;
         }
     }

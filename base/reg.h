@@ -47,8 +47,9 @@ public:
     bool Create(t_errorChain& errors, const wchar_t* subKey, unsigned flags, bool* createdNew);
 
     // Reads a value.
-    //   buffer  receives the stored bytes as they are, strings possibly without a terminator; null asks for the size
-    //   only size    in: bytes that the buffer holds; out: bytes stored (left alone when the type is wrong)
+    //   buffer  receives the stored bytes as they are, strings possibly without a terminator; null asks
+    //           for the size only
+    //   size    in: bytes that the buffer holds; out: bytes stored, unchanged on failure
     // Fails also when the stored type is not the expected one. Behind it: RegQueryValueExW.
     bool QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wchar_t* valueName,
                     DWORD expectedType) const;
@@ -92,12 +93,18 @@ public:
     //   exists  receives the answer; null fails with "非法参数"
     bool SubKeyExists(t_errorChain& errors, const wchar_t* subKey, bool* exists) const;
 
-    // Deletes a sub-key that has no sub-keys. When access is denied, the current user is given access to it first.
+    // Deletes a sub-key that has no sub-keys. When access is denied, the current user is given access to it
+    // first, and keeps it when deleting fails all the same.
+    //   subKey     not null and not empty
     //   mustExist  whether a missing sub-key is a failure
     // Behind it: RegDeleteKeyW.
     bool DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
 
-    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure.
+    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure. Messages of a first
+    // attempt that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys
+    // cannot be counted clears the chain.
+    //   subKey  a name below this key that does not cross a branch which differs between the registry views
+    // Behind it: RegDeleteKeyW, RegEnumKeyW.
     bool DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
 
     // Deletes a value; a missing one is no failure. Behind it: RegDeleteValueW.

@@ -19,7 +19,7 @@ public:
         // Everyone leaves out sandboxed application packages, which have an identifier of their own since Windows 8.
         t_str text = L"D:(A;;GA;;;WD)";
         if (IsWin8OrLater()) {
-            text << L"(A;;GA;;;S-1-15-2-1)";
+            text << L"(A;;GA;;;S-1-15-2-1)(A;;GA;;;S-1-15-2-2)"; // all packages, and the less privileged ones
         }
         if (IsVistaOrLater()) {
             text << L"S:(ML;;NW;;;LW)";
@@ -80,7 +80,7 @@ bool AddFullAccess(wchar_t* objectName, SE_OBJECT_TYPE type, PSID user)
     }
     EXPLICIT_ACCESSW access{};
     access.grfAccessPermissions = GENERIC_ALL;
-    access.grfAccessMode = GRANT_ACCESS;
+    access.grfAccessMode = SET_ACCESS; // drops an entry that denies
     access.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
     access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
     access.Trustee.TrusteeType = TRUSTEE_IS_USER;

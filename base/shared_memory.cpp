@@ -26,7 +26,7 @@ bool IsCommitted(const void* view, std::size_t bytes)
 {
     MEMORY_BASIC_INFORMATION region{};
     return VirtualQuery(view, &region, sizeof(region)) == sizeof(region) && region.State == MEM_COMMIT &&
-           region.RegionSize >= bytes;
+           region.Protect == PAGE_READWRITE && region.RegionSize >= bytes;
 }
 
 } // namespace

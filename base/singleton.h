@@ -34,7 +34,8 @@ public:
     ~t_singletonRegistry();
 
     // The lock under which objects are looked up, made and registered. It is recursive, since making one singleton may
-    // ask for another. Outside the locked phase (process exit, one thread left) it locks nothing.
+    // ask for another. Outside the locked phase, at process exit, it locks nothing:
+    // threads that use singletons must have ended then.
     std::unique_lock<std::recursive_mutex> Lock();
 
     // The object registered under the name, or null. The name is compared as text.

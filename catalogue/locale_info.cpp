@@ -1,12 +1,9 @@
 #include "catalogue/locale_info.h"
 
-#include <windows.h>
+#include "base/system_function.h"
 
 bool HasGetLocaleInfoEx()
 {
-    static const bool present = [] {
-        const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
-        return kernel != nullptr && GetProcAddress(kernel, "GetLocaleInfoEx") != nullptr;
-    }();
+    static const bool present = FindSystemFunction<FARPROC>(L"kernel32.dll", "GetLocaleInfoEx") != nullptr;
     return present;
 }

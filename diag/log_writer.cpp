@@ -141,7 +141,9 @@ void Log(t_errorChain& chain, std::uint32_t mask, std::uint32_t number, const wc
         chain.Fail(L"获取用户目录失败");
         return;
     }
-    if (DirectoryExists(folder)) {
+    // A folder of the user's that leads elsewhere could make the log end up, open to everyone, where it must not.
+    const DWORD attributes = GetFileAttributesW(folder.c_str());
+    if (DirectoryExists(folder) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
         AppendLogLine(chain, JoinPath(folder, name), number);
     }
 }

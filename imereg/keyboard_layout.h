@@ -19,8 +19,8 @@ inline constexpr int kLayoutNotFound = -374;
 // into the preload lists of the logged-on user and the default profile and out of those of the system accounts.
 //   unused      kept for callers' sake
 //   layoutText  display name; not null
-// Returns 0, one of the codes above, or the system's error code when the layout cannot be registered at all; failures
-// are traced. Behind it: ImmInstallIMEW.
+// Returns 0 (also when the layout cannot be registered and the system names no error), one of the codes above, or the
+// system's error code when the layout cannot be registered at all; failures are traced. Behind it: ImmInstallIMEW.
 int InstallClassicLayout(int unused, const wchar_t* layoutText);
 
 // Unloads the layout of an IME file, takes it out of the logged-on user's preload list and deletes its key.

