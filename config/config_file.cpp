@@ -1,5 +1,7 @@
 #include "config/config_file.h"
 
+#include <windows.h>
+
 #include <new>
 #include <utility>
 
@@ -34,13 +36,16 @@ bool t_configFile::Load(t_errorChain& errors, const wchar_t* path)
     try {
         if (ReadText(errors, path)) {
             ReadItems();
+            unread = false;
             return true;
         }
     } catch (const std::bad_alloc&) {
+        text.Clear(); // first of all: the message needs memory too
         errors.Fail(L"无法解析ini文件");
     }
     text.Clear();
     ReadItems();
+    unread = GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
     return false;
 }
 
@@ -61,6 +66,9 @@ bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path)
 bool t_configFile::Save(t_errorChain& errors, const wchar_t* path)
 {
     const t_perfSection perf(t_perfKind::section, L"WriteConfig");
+    if (unread) {
+        return errors.Fail(L"保存ini文件失败:%s", path);
+    }
     try {
         WriteItems();
         std::string bytes;

@@ -26,11 +26,13 @@ public:
     // "无法读取ini文件:分配内存失败" or "无法解析ini文件", behind the system error where there is one.
     bool Load(t_errorChain& errors, const wchar_t* path);
 
-    // Writes the items into the text and stores it. The file has its old content until the new one is complete.
+    // Writes the items into the text and stores it, at most 64 MiB. The file has its old content until the new one is
+    // complete; it is replaced and not rewritten, so its owner and its other names stay behind.
     //   path  not null
+    // Refused after a Load that failed on a file which is there: the defaults would take the place of its content.
     // On failure the stored file is as it was, but for its attributes, and the chain has "保存ini文件失败:转换失败"
     // when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher refuses, or the system error and
-    // the path.
+    // "保存ini文件失败:" with the path. Behind it: CreateFileW, WriteFile, MoveFileExW.
     bool Save(t_errorChain& errors, const wchar_t* path);
 
     t_configText& Text() { return text; }
@@ -47,6 +49,7 @@ private:
 
     t_cipher* cipher;
     t_configText text;
+    bool unread = false; // the last Load failed on a file that exists
 };
 
 } // namespace n_config

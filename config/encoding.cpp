@@ -73,6 +73,8 @@ t_decoded DecodeText(std::string_view bytes, std::wstring& text)
         valid = DecodeUtf16(behind(kUtf16BigEndianMark), true, text);
     } else if (bytes.starts_with(kUtf8Mark)) {
         valid = DecodeUtf8(behind(kUtf8Mark), text);
+    } else if (bytes.find('\0') != bytes.npos) {
+        valid = false; // two-byte units without a mark, most likely: read as single bytes they would lose their lines
     } else if (!DecodeUtf8(bytes, text)) {
         return t_decoded::codePage936;
     } else {

@@ -14,8 +14,9 @@ enum class t_decoded
 };
 
 // Decodes UTF-16 behind the marks FF FE (little-endian) and FE FF (big-endian), UTF-8 behind EF BB BF, and UTF-8
-// without a mark. Nothing is replaced or left out: half a UTF-16 unit at the end, or invalid UTF-8 behind its mark, is
-// not text, because a file read with a loss would later be saved with it. Single surrogates in UTF-16 are kept.
+// without a mark. Nothing is replaced or left out: half a UTF-16 unit at the end, invalid UTF-8 behind its mark, or a
+// zero byte in unmarked text is not text, because a file read with a loss would later be saved with it. Single
+// surrogates in UTF-16 are kept.
 //   text  receives the text without its mark; of no meaning with the other results
 t_decoded DecodeText(std::string_view bytes, std::wstring& text);
 

@@ -26,11 +26,11 @@ bool ReadBytes(HANDLE file, std::string& bytes)
             return false;
         }
         if (moved == 0) {
-            break; // the file was cut since its size was read
+            SetLastError(ERROR_HANDLE_EOF); // the file was cut since its size was read
+            return false;
         }
         done += moved;
     }
-    bytes.resize(done);
     return true;
 }
 
@@ -126,9 +126,8 @@ private:
 
 bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes)
 {
-    const t_handle file =
-        MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                   OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    const t_handle file = MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                                     OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!file) {
         return FailWithSystemError(errors, GetLastError(), L"无法打开ini文件");
     }
@@ -152,6 +151,9 @@ bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& byte
 
 bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes)
 {
+    if (bytes.size() > kMaxFileBytes) {
+        return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"保存ini文件失败:%s", path); // nobody could read it
+    }
     SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL); // a read-only file cannot be replaced
     t_replacement replacement(path);
     bool done = replacement.Create();
