@@ -4,34 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <new>
 
 #include "base/handles.h"
 #include "config/runtime_file.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/scratch_directory.h"
-
-namespace {
-// Requests of more bytes fail.
-std::size_t largestAllocation = SIZE_MAX;
-} // namespace
-
-void* operator new(std::size_t bytes)
-{
-    void* const memory = bytes <= largestAllocation ? std::malloc(bytes) : nullptr;
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-// Out of line, so that the compiler does not see free() on what it takes for its own operator's memory.
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace n_config {
 
@@ -43,11 +23,11 @@ protected:
     void Store(const std::string& bytes) const { scratch.Write(L"t.ini", bytes); }
     std::string Stored() const { return scratch.Read(L"t.ini"); }
 
-    std::wstring LoadError() const
+    std::wstring LoadError()
     {
-        t_errorChain errors;
         t_configFile file;
         file.Text().SetValue(L"before", L"k", L"v");
+        errors.Clear();
         EXPECT_FALSE(file.Load(errors, path.c_str()));
         EXPECT_EQ(L"", file.Text().Render());
         return Entries(errors);
@@ -55,6 +35,7 @@ protected:
 
     t_scratchDirectory scratch;
     const std::wstring path = scratch.Path(L"t.ini");
+    t_errorChain errors;
 };
 
 TEST_F(ConfigFile, ReadsFourEncodings)
@@ -63,7 +44,6 @@ TEST_F(ConfigFile, ReadsFourEncodings)
                                      "\xEF\xBB\xBF[\xE4\xB8\xAD]\nk=\xE6\x96\x87"s, "[\xE4\xB8\xAD]\nk=\xE6\x96\x87"s,
                                      "[\xD6\xD0]\nk=\xCE\xC4"s}) {
         Store(bytes);
-        t_errorChain errors;
         t_configFile file;
         ASSERT_TRUE(file.Load(errors, path.c_str()));
         EXPECT_EQ(L"文", file.Text().FindValue(L"中", L"k"));
@@ -77,44 +57,30 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
         Store(bytes);
         EXPECT_EQ(L"无法解析ini文件", LoadError());
     }
-    Store("[a]\nk=v\n");
     {
         ImmImportPatch<decltype(&ReadFile)> patch("ReadFile", [](auto...) { return SetLastError(23), FALSE; });
         EXPECT_EQ(L"系统错误23|无法读取ini文件", LoadError());
     }
-    {
-        const t_handle exclusive =
-            MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-        EXPECT_EQ(L"系统错误32|无法打开ini文件", LoadError());
-    }
-    const auto resize = [this](LONG bytes) {
-        const t_handle file =
-            MakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-        SetFilePointer(file.Get(), bytes, nullptr, FILE_BEGIN);
-        SetEndOfFile(file.Get());
-    };
-    resize((64 << 20) + 1);
+    std::filesystem::resize_file(path, (64 << 20) + 1);
     EXPECT_EQ(L"系统错误223|无法读取ini文件", LoadError());
-    resize(1 << 20);
-    largestAllocation = 1 << 19;
-    const std::wstring noBuffer = LoadError();
-    largestAllocation = 3 << 19;
-    const std::wstring noText = LoadError();
-    largestAllocation = SIZE_MAX;
-    EXPECT_EQ(L"系统错误8|无法读取ini文件:分配内存失败", noBuffer);
-    EXPECT_EQ(L"无法解析ini文件", noText);
+    std::filesystem::resize_file(path, 1 << 20);
+    std::size_t largest = 1 << 19;
+    ImmImportPatch<decltype(&malloc)> limit(
+        "malloc", [&](std::size_t bytes) { return bytes <= largest ? limit.Original(bytes) : nullptr; });
+    EXPECT_EQ(L"系统错误8|无法读取ini文件:分配内存失败", LoadError());
+    largest = 3 << 19; // enough for the bytes, not for their text
+    EXPECT_EQ(L"无法解析ini文件", LoadError());
 }
 
-TEST_F(ConfigFile, SaveKeepsTheAccessList)
+TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
 {
     const auto accessList = [this] {
+        char descriptor[1024] = {};
         DWORD size = 0;
-        GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-        std::string descriptor(size, '\0');
-        EXPECT_TRUE(GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size));
-        return descriptor;
+        EXPECT_TRUE(GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor, 1024, &size));
+        return std::string(descriptor, size);
     };
-    Store("");
+    Store("[a]\nk = v\n[b]\nk=\xE4\xB8\xAD\n");
     const std::string inherited = accessList();
     t_localMemory onlyOwner;
     ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;BA)", SDDL_REVISION_1,
@@ -122,28 +88,15 @@ TEST_F(ConfigFile, SaveKeepsTheAccessList)
     ASSERT_TRUE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, onlyOwner.Get()));
     const std::string before = accessList();
     ASSERT_NE(inherited, before);
-    t_errorChain errors;
-    EXPECT_TRUE(t_configFile().Save(errors, path.c_str()));
-    EXPECT_EQ("\xFF\xFE", Stored());
-    EXPECT_EQ(before, accessList());
-}
-
-TEST_F(ConfigFile, StoresWhatOtherProgramsRead)
-{
-    Store("[a]\nk = v\n;c\n[b]\nk=\xE4\xB8\xAD\n");
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
-    t_errorChain errors;
     t_configFile file;
-    ASSERT_TRUE(file.Load(errors, path.c_str()));
-    ASSERT_TRUE(file.Save(errors, path.c_str()));
-    EXPECT_EQ("\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0v\0\r\0\n\0;\0c\0\r\0\n\0\r\0\n\0[\0b\0]\0\r\0\n\0k\0=\0\x2DN\r\0\n\0"s,
-              Stored());
+    ASSERT_TRUE(file.Load(errors, path.c_str()) && file.Save(errors, path.c_str()));
+    EXPECT_EQ("\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0v\0\r\0\n\0\r\0\n\0[\0b\0]\0\r\0\n\0k\0=\0\x2DN\r\0\n\0"s, Stored());
     EXPECT_EQ(0u, GetFileAttributesW(path.c_str()) & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    EXPECT_EQ(before, accessList());
     wchar_t value[8] = {};
     GetPrivateProfileStringW(L"B", L"K", L"", value, 8, path.c_str());
     EXPECT_STREQ(L"中", value);
-    GetPrivateProfileStringW(L"a", L"k", L"", value, 8, path.c_str());
-    EXPECT_STREQ(L"v", value);
     DeleteFileW(path.c_str());
     EXPECT_TRUE(file.Save(errors, path.c_str())) << "a file that does not exist yet";
 }
@@ -159,34 +112,26 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         SetLastError(ERROR_DISK_FULL);
         return ++call == failing;
     };
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](LPCWSTR name, DWORD access, auto... rest) {
-        return access != GENERIC_READ && fails() ? INVALID_HANDLE_VALUE : create.Original(name, access, rest...);
+    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto... arguments) {
+        return fails() ? INVALID_HANDLE_VALUE : create.Original(arguments...);
     });
-    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE h, LPCVOID data, DWORD size, auto... rest) {
-        // A part of the bytes is written first.
-        return !fails() && write.Original(h, data, (size + 1) / 2, rest...);
+    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE file, LPCVOID data, DWORD size, auto... rest) {
+        return !fails() && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
     });
     ImmImportPatch<decltype(&FlushFileBuffers)> flush("FlushFileBuffers",
-                                                      [&](HANDLE h) { return !fails() && flush.Original(h); });
-    ImmImportPatch<decltype(&MoveFileExW)> move("MoveFileExW", [&](LPCWSTR from, LPCWSTR to, DWORD flags) {
-        return !fails() && move.Original(from, to, flags);
-    });
-    bool saved = false;
-    for (failing = 1; !saved; ++failing) {
+                                                      [&](HANDLE file) { return !fails() && flush.Original(file); });
+    ImmImportPatch<decltype(&MoveFileExW)> move(
+        "MoveFileExW", [&](auto... arguments) { return !fails() && move.Original(arguments...); });
+    for (bool saved = false; !saved;) {
+        ++failing, call = 0;
         Store(old);
-        t_errorChain errors;
+        errors.Clear();
         t_configFile file;
-        ASSERT_TRUE(file.Load(errors, path.c_str()));
         file.Text().SetValue(L"a", L"k", L"new");
-        call = 0;
         saved = file.Save(errors, path.c_str());
-        if (saved) {
-            EXPECT_EQ("\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s, Stored());
-        } else {
-            EXPECT_EQ(old, Stored());
-            EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.Path()), {}));
-            EXPECT_EQ(L"系统错误112|保存ini文件失败:" + path, Entries(errors));
-        }
+        EXPECT_EQ(saved ? "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s : old, Stored());
+        EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.Path()), {}));
+        EXPECT_EQ(saved ? L"" : L"系统错误112|保存ini文件失败:" + path, Entries(errors));
     }
     EXPECT_GT(failing, 6);
 }
@@ -194,47 +139,34 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
 struct t_testCipher : t_cipher
 {
     bool Encipher(std::string& bytes) override { return Decipher(bytes); }
-    bool Decipher(std::string& bytes) override
-    {
-        for (char& byte : bytes) {
-            byte = static_cast<char>(byte ^ 0x55);
-        }
-        return works;
-    }
+    bool Decipher(std::string& bytes) override { return std::reverse(bytes.begin(), bytes.end()), works; }
     bool works = true;
 };
 
 TEST_F(ConfigFile, EnciphersCodePage936)
 {
     t_testCipher cipher;
-    t_errorChain errors;
-    t_configFile file(&cipher);
+    t_configFile file(&cipher), second(&cipher);
     file.Text().SetValue(L"a", L"?", L"中");
-    ASSERT_TRUE(file.Save(errors, path.c_str()));
-    std::string stored = Stored();
-    cipher.Decipher(stored);
-    EXPECT_EQ("?[a]\r\n?=\xD6\xD0\r\n", stored);
-    t_configFile second(&cipher);
-    ASSERT_TRUE(second.Load(errors, path.c_str()));
+    ASSERT_TRUE(file.Save(errors, path.c_str()) && second.Load(errors, path.c_str()));
+    EXPECT_EQ("\n\r\xD0\xD6=?\n\r]a[?", Stored());
     EXPECT_EQ(file.Text().Render(), second.Text().Render());
 
     // Neither failure touches the file.
-    const std::string before = Stored();
+    Store("old");
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
     cipher.works = false;
-    EXPECT_FALSE(file.Save(errors, path.c_str()));
+    EXPECT_FALSE(file.Save(errors, path.c_str()) || second.Load(errors, path.c_str()));
     file.Text().SetValue(L"a", L"k", L"\xD800");
     EXPECT_FALSE(file.Save(errors, path.c_str()));
-    EXPECT_FALSE(second.Load(errors, path.c_str()));
-    EXPECT_EQ(L"保存ini文件失败:加密失败|保存ini文件失败:转换失败|无法解析ini文件", Entries(errors));
-    EXPECT_EQ(before, Stored());
+    EXPECT_EQ(L"保存ini文件失败:加密失败|无法解析ini文件|保存ini文件失败:转换失败", Entries(errors));
+    EXPECT_EQ("old", Stored());
     EXPECT_NE(0u, GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_READONLY);
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
 TEST_F(ConfigFile, RuntimeSchema)
 {
-    t_errorChain errors;
     t_configRuntimeFile file(true);
     const auto values = [&](const std::string& bytes) {
         Store(bytes);
@@ -247,27 +179,20 @@ TEST_F(ConfigFile, RuntimeSchema)
         return text;
     };
     EXPECT_EQ(L"0 0 0 1", values(""));
-    EXPECT_EQ(
-        L"2 3 1 0|a.exe 16 c v x r| 0    ",
-        values("[Setting]\nCNT=2\nversion=3\n[item1]\ntype=x\n[Item0]\nprocess=a.exe\ntype=0x10\ncompany=c\n"
-               "version=v\ncommand=x\nres=r\n[item2]\nprocess=beyond\n[switch]\nsapi=1\n[pcaccountmanager]\npcam=0"));
-    EXPECT_EQ(L"2000000000 0 0 1|d 0    |b 0    |e 0    ",
-              values("[setting]\ncnt=2000000000\n[item10]\nprocess=b\n[item9]\nprocess=d\n[item]\n[item01]\n[item+1]\n"
-                     "[item1999999999]\nprocess=e\n[item2000000000]\n[item99999999999]\n[items1]\n[it]"));
-    EXPECT_EQ(L"-1 0 0 1", values("[setting]\ncnt=-1\nversion=1.0\n[item0]\n[pcaccountmanager]\npcam=\n"));
+    EXPECT_EQ(L"-1 0 0 1", values("[setting]\ncnt=-1\n[item0]\n"));
+    EXPECT_EQ(L"2000000000 3 1 0|a.exe 16 c v x r|d 0    |b 0    |e 0    ",
+              values("[Setting]\nCNT=2000000000\nversion=3\n[switch]\nsapi=1\n[pcaccountmanager]\npcam=0\n"
+                     "[item10]\nprocess=b\n[item9]\nprocess=d\ntype=x\n[item1999999999]\nprocess=e\n[item2000000000]\n"
+                     "[Item0]\nprocess=a.exe\ntype=0x10\ncompany=c\nversion=v\ncommand=x\nres=r\n"
+                     "[item]\n[item01]\n[item+1]\n[items1]\n[it]"));
 
     values("[setting]\ncnt=1\nversion=five\n[item0]\nprocess=a\n[pcaccountmanager]\npcam=0x0\n");
     EXPECT_TRUE(file.Save(errors, path.c_str()));
     EXPECT_EQ(L"[setting]\r\ncnt=1\r\nversion=0\r\n\r\n[item0]\r\nprocess=a\r\ntype=0\r\ncompany=\r\nversion=\r\n"
               L"command=\r\nres=\r\n\r\n[pcaccountmanager]\r\npcam=0x0\r\n\r\n[switch]\r\nsapi=0\r\n",
               file.Text().Render());
-
     DeleteFileW(path.c_str());
-    EXPECT_FALSE(file.Load(errors, path.c_str()));
-    EXPECT_EQ(0, file.Cnt());
-    EXPECT_EQ(1, file.Pcam());
-    EXPECT_TRUE(file.Items().empty());
-    EXPECT_TRUE(file.Option());
+    EXPECT_FALSE(file.Load(errors, path.c_str()) || file.Cnt() != 0 || file.Pcam() != 1 || !file.Items().empty());
 }
 
 } // namespace n_config

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <sstream>
 
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
@@ -11,115 +11,74 @@ namespace {
 constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
 constexpr wchar_t kSortList[] = L"SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{34745C63}";
 
-using t_values = std::vector<std::pair<std::wstring, std::wstring>>;
+// A list as text: "name=data" for each value, sorted by name and separated by blanks; "-" marks a unit of 0.
+void WriteList(const std::wstring& list)
+{
+    MakeKey(HKEY_CURRENT_USER, kPreload);
+    std::wistringstream values(list);
+    for (std::wstring value; values >> value;) {
+        const std::size_t equals = value.find(L'=');
+        WriteText(HKEY_CURRENT_USER, kPreload, value.substr(0, equals).c_str(), value.substr(equals + 1));
+    }
+}
+
+std::wstring ReadList()
+{
+    std::wstring list = DumpKey(HKEY_CURRENT_USER, kPreload).substr(3);
+    for (const auto& [from, to] : {std::pair(L"=1:", L"="), {L"\\0", L"-"}, {L"\n", L" "}}) {
+        for (std::size_t at; (at = list.find(from)) != list.npos;) {
+            list.replace(at, wcslen(from), to);
+        }
+    }
+    return list;
+}
 
 struct t_preloadCase
 {
-    const char* what;
-    t_values before;
+    const wchar_t* before;
     std::uint32_t klid;
-    std::wstring after; // the key's dump; empty when it must be as before
+    const wchar_t* after; // values that were not rewritten end with their terminator
 };
 
-class t_preloadTest : public testing::TestWithParam<t_preloadCase>
+template <std::size_t count>
+void CheckChanges(const t_preloadCase (&cases)[count], void (*change)(std::uint32_t))
 {
-protected:
-    t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-
-    void CheckChange(void (*change)(std::uint32_t))
-    {
-        MakeKey(HKEY_CURRENT_USER, kPreload);
-        for (const auto& [name, data] : GetParam().before) {
-            WriteText(HKEY_CURRENT_USER, kPreload, name.c_str(), data);
-        }
-        const std::wstring before = DumpKey(HKEY_CURRENT_USER, kPreload);
-        change(GetParam().klid);
-        const std::wstring& expected = GetParam().after.empty() ? before : GetParam().after;
-        EXPECT_EQ(expected, DumpKey(HKEY_CURRENT_USER, kPreload)) << GetParam().what;
+    for (const t_preloadCase& c : cases) {
+        const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
+        WriteList(c.before);
+        change(c.klid);
+        EXPECT_EQ(c.after, ReadList()) << c.before;
     }
-};
-
-class t_addToPreload : public t_preloadTest
-{
-};
-class t_removeFromPreload : public t_preloadTest
-{
-};
-
-t_values NumberedValues(int count)
-{
-    t_values values;
-    for (int i = 1; i <= count; ++i) {
-        values.emplace_back(FormatStr(L"%d", i), FormatStr(L"%08X", 0x04000000 + i));
-    }
-    return values;
-}
-
-std::wstring NumberedDump(int count)
-{
-    std::vector<std::wstring> names;
-    t_str dump = L"[]\n";
-    std::map<std::wstring, t_str> sorted;
-    for (int i = 1; i <= count; ++i) {
-        sorted[FormatStr(L"%d", i)] = FormatStr(L"%08X", 0x04000000 + i);
-    }
-    for (const auto& [name, data] : sorted) {
-        dump << name << L"=1:" << data << L"\n";
-    }
-    return dump;
 }
 
 } // namespace
 
-TEST_P(t_addToPreload, RewritesByCount)
+TEST(Preload, AddingRewritesByCount)
 {
-    CheckChange([](std::uint32_t klid) { AddToPreload(klid, HKEY_CURRENT_USER, L"HKEY_CURRENT_USER", true); });
+    const t_preloadCase cases[] = {
+        {L"1=00000804 2=e0200804", 0xE0200804, L"1=00000804- 2=e0200804- "}, // listed, in other case
+        {L"1=00000804 2=e0200804", 0xE0210804, L"1=00000804 2=e0200804 3=E0210804 "},
+        {L"", 0xE0210804, L"1=E0210804 "},
+        // A gap drops what stands beyond the count; names that are no position are lost; a long value ends the list.
+        {L"1=00000804 3=00000409", 0xE0210804, L"1=00000804 2=-------- 3=E0210804 "},
+        {L"0=00000409 1=00000804 100=00000411 abc=00000412", 0xE0210804, L"1=00000804 2=E0210804 "},
+        {L"1=000000000000000000804", 0xE0210804, L"1=E0210804 "},
+    };
+    CheckChanges(cases, [](std::uint32_t klid) { AddToPreload(klid, HKEY_CURRENT_USER, L"x", true); });
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Preload, t_addToPreload,
-    testing::Values(
-        t_preloadCase{"listed in other case", {{L"1", L"00000804"}, {L"2", L"e0200804"}}, 0xE0200804, L""},
-        t_preloadCase{"appended",
-                      {{L"1", L"00000804"}, {L"2", L"e0200804"}},
-                      0xE0210804,
-                      L"[]\n1=1:00000804\n2=1:e0200804\n3=1:E0210804\n"},
-        t_preloadCase{"empty list", {}, 0xE0210804, L"[]\n1=1:E0210804\n"},
-        t_preloadCase{"a gap drops what stands beyond the count",
-                      {{L"1", L"00000804"}, {L"3", L"00000409"}},
-                      0xE0210804,
-                      L"[]\n1=1:00000804\n2=1:\\0\\0\\0\\0\\0\\0\\0\\0\n3=1:E0210804\n"},
-        t_preloadCase{"names that are no position are lost",
-                      {{L"0", L"00000409"}, {L"1", L"00000804"}, {L"100", L"00000411"}, {L"abc", L"00000412"}},
-                      0xE0210804,
-                      L"[]\n1=1:00000804\n2=1:E0210804\n"},
-        t_preloadCase{"a value that is too long ends the list",
-                      {{L"1", L"000000000000000000804"}},
-                      0xE0210804,
-                      L"[]\n1=1:E0210804\n"},
-        t_preloadCase{"a list of 98 has room for one more", NumberedValues(98), 0x04000063, NumberedDump(99)}));
-
-TEST_P(t_removeFromPreload, RenumbersTheRest)
+TEST(Preload, RemovingRenumbersTheRest)
 {
-    CheckChange([](std::uint32_t klid) { RemoveFromPreload(klid, HKEY_CURRENT_USER); });
+    const t_preloadCase cases[] = {
+        {L"1=E0200804 2=0000040A 3=E0210804", 0xE0200804, L"1=0000040a 2=e0210804 "},
+        {L"1=00000804 9=0000040A", 0xE0200804, L"1=00000804- 9=0000040A- "}, // not listed
+        // Only the first of two, in the order of positions; data that is no KLID is dropped.
+        {L"10=E0200804 9=E0200804 2=00000804", 0xE0200804, L"1=00000804 2=e0200804 "},
+        {L"1=E0200804 2=no 3=00000804", 0xE0200804, L"1=00000804 "},
+        {L"1=E0200804", 0xE0200804, L""},
+    };
+    CheckChanges(cases, [](std::uint32_t klid) { RemoveFromPreload(klid, HKEY_CURRENT_USER); });
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Preload, t_removeFromPreload,
-    testing::Values(t_preloadCase{"first of three",
-                                  {{L"1", L"E0200804"}, {L"2", L"0000040A"}, {L"3", L"E0210804"}},
-                                  0xE0200804,
-                                  L"[]\n1=1:0000040a\n2=1:e0210804\n"},
-                    t_preloadCase{"not listed", {{L"1", L"00000804"}, {L"9", L"0000040A"}}, 0xE0200804, L""},
-                    t_preloadCase{"only the first of two, in order of positions",
-                                  {{L"10", L"E0200804"}, {L"9", L"E0200804"}, {L"2", L"00000804"}},
-                                  0xE0200804,
-                                  L"[]\n1=1:00000804\n2=1:e0200804\n"},
-                    t_preloadCase{"data that is no KLID is dropped",
-                                  {{L"1", L"E0200804"}, {L"2", L"no"}, {L"3", L"00000804"}},
-                                  0xE0200804,
-                                  L"[]\n1=1:00000804\n"},
-                    t_preloadCase{"the last one leaves an empty key", {{L"1", L"E0200804"}}, 0xE0200804, L"[]\n"}));
 
 // Two hundred values and names that count twice: the table of a hundred slots is neither outgrown nor overrun.
 TEST(Preload, OversizedListsAreHarmless)

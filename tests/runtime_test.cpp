@@ -306,7 +306,7 @@ TEST_F(Runtime, UserPathIsLocalLowUnlessItsFileNamesADirectory)
     EXPECT_STREQ(L"0", runtime.UserPathHash());
     lookedUp["SHGetKnownFolderPath"] = nullptr;
     ImmImportPatch<decltype(&SHGetFolderPathW)> folder("SHGetFolderPathW", [](auto, int id, auto, auto, LPWSTR path) {
-        lstrcpyW(path, id == CSIDL_LOCAL_APPDATA ? L"C:\\Local" : L"C:\\Roaming");
+        lstrcpyW(path, (id & 0xFF) == CSIDL_LOCAL_APPDATA ? L"C:\\Local" : L"C:\\Roaming");
         return S_OK;
     });
     t_runtime before;

@@ -1,6 +1,7 @@
 // Any bytes as a configuration file, against a second reader and writer made of plain lists.
 #include <algorithm>
-#include <utility>
+#include <map>
+#include <sstream>
 #include <vector>
 
 #include "base/ascii_case.h"
@@ -12,43 +13,14 @@ namespace {
 
 struct t_plainSection
 {
-    std::wstring name;
-    std::vector<std::pair<std::wstring, std::wstring>> lines; // an empty first text: a comment
+    std::wstring name, lines;                    // as they are written
+    std::map<std::wstring, std::wstring> values; // of the first line of each folded key
 };
 
-std::wstring Stripped(std::wstring text)
+std::wstring Stripped(const std::wstring& text)
 {
-    const auto isSpace = [](wchar_t unit) { return unit == L' ' || unit == L'\t' || unit == L'\r'; };
-    while (!text.empty() && isSpace(text.back())) {
-        text.pop_back();
-    }
-    while (!text.empty() && isSpace(text.front())) {
-        text.erase(0, 1);
-    }
-    return text;
-}
-
-void ReadLine(std::vector<t_plainSection>& sections, std::size_t& current, const std::wstring& line)
-{
-    const std::size_t equals = line.find(L'=');
-    if (line.empty() || line[0] == L'\0') {
-        return;
-    }
-    if (line[0] == L';') {
-        sections[current].lines.emplace_back(L"", line);
-    } else if (line[0] == L'[') {
-        const std::size_t end = line.find(L']');
-        const std::wstring name = end == line.npos ? L"" : Stripped(line.substr(1, end - 1));
-        if (!name.empty()) {
-            current = 1;
-            while (current < sections.size() && !EqualIgnoringCase(sections[current].name, name)) {
-                ++current;
-            }
-            sections.resize(std::max(sections.size(), current + 1), {name, {}});
-        }
-    } else if (current != 0 && equals != line.npos && !Stripped(line.substr(0, equals)).empty()) {
-        sections[current].lines.emplace_back(Stripped(line.substr(0, equals)), Stripped(line.substr(equals + 1)));
-    }
+    const std::size_t first = text.find_first_not_of(L" \t\r"), last = text.find_last_not_of(L" \t\r");
+    return first == text.npos ? L"" : text.substr(first, last + 1 - first);
 }
 
 // The first section holds what stands before all sections.
@@ -56,64 +28,52 @@ std::vector<t_plainSection> ReadPlainly(const std::wstring& text)
 {
     std::vector<t_plainSection> sections(1);
     std::size_t current = 0;
-    std::wstring line;
-    for (const wchar_t unit : text) {
-        if (unit != L'\n') {
-            line += unit;
-            continue;
-        }
-        if (!line.empty() && line.back() == L'\r') {
+    std::wistringstream stream(text);
+    for (std::wstring line; std::getline(stream, line);) {
+        if (!stream.eof() && line.ends_with(L'\r')) {
             line.pop_back();
         }
-        ReadLine(sections, current, line);
-        line.clear();
-    }
-    ReadLine(sections, current, line);
-    return sections;
-}
-
-std::wstring WritePlainly(const std::vector<t_plainSection>& sections)
-{
-    std::wstring text;
-    for (const t_plainSection& section : sections) {
-        text += section.name.empty() ? L"" : (text.empty() ? L"[" : L"\r\n[") + section.name + L"]\r\n";
-        for (const auto& [key, value] : section.lines) {
-            const bool indented = !key.empty() && (key[0] == L';' || key[0] == L'[' || key[0] == L'\0');
-            text += (indented ? L" " : L"") + key + (key.empty() ? L"" : L"=") + value + L"\r\n";
+        const wchar_t first = line.c_str()[0];
+        const std::size_t begin = first == L'[', end = line.find(first == L'[' ? L']' : L'=');
+        const std::wstring name = end == line.npos ? L"" : Stripped(line.substr(begin, end - begin));
+        if (first == L';') {
+            sections[current].lines += line + L"\r\n";
+        } else if (first == L'[' && !name.empty()) {
+            const auto known = std::find_if(sections.begin() + 1, sections.end(), [&name](const auto& section) {
+                return EqualIgnoringCase(section.name, name);
+            });
+            current = static_cast<std::size_t>(known - sections.begin());
+            sections.resize(std::max(sections.size(), current + 1), {name, L"", {}});
+        } else if (first != L'\0' && first != L'[' && current != 0 && !name.empty()) {
+            const std::wstring value = Stripped(line.substr(end + 1));
+            const bool indented = name[0] == L';' || name[0] == L'[' || name[0] == L'\0';
+            sections[current].lines += (indented ? L" " : L"") + name + L"=" + value + L"\r\n";
+            sections[current].values.try_emplace(FoldCase(name), value);
         }
     }
-    return text;
+    return sections;
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::wstring input;
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    if (n_config::DecodeText(bytes, input) != n_config::t_decoded::text) {
+    using namespace n_config;
+    std::wstring input, stored, expected;
+    if (DecodeText({reinterpret_cast<const char*>(data), size}, input) != t_decoded::text) {
         return 0;
     }
-    n_config::t_configText text;
+    t_configText text;
     text.Parse(input);
-    const std::vector<t_plainSection> sections = ReadPlainly(input);
-    const std::wstring written = text.Render();
-    Check(written == WritePlainly(sections));
-
-    std::wstring stored;
-    Check(n_config::DecodeText(n_config::EncodeUtf16(written), stored) == n_config::t_decoded::text);
-    Check(stored == written);
-    text.Parse(stored);
-    Check(text.Render() == written);
-    Check(text.SectionNames().size() == sections.size() - 1);
-    for (std::size_t i = 1; i < sections.size(); ++i) {
-        const auto& lines = sections[i].lines;
-        for (const auto& line : lines) {
-            const auto first = std::find_if(lines.begin(), lines.end(), [&line](const auto& other) {
-                return EqualIgnoringCase(other.first, line.first);
-            });
-            Check(line.first.empty() || text.FindValue(sections[i].name, line.first) == first->second);
+    for (const auto& [section, lines, values] : ReadPlainly(input)) {
+        expected += section.empty() ? lines : (expected.empty() ? L"[" : L"\r\n[") + section + L"]\r\n" + lines;
+        for (const auto& [key, value] : values) {
+            Check(text.FindValue(section, key) == value);
         }
     }
+    Check(text.Render() == expected);
+    Check(DecodeText(EncodeUtf16(expected), stored) == t_decoded::text && stored == expected);
+    text.Parse(stored);
+    Check(text.Render() == expected);
     return 0;
 }

@@ -1,54 +1,36 @@
-// Path joining, hash, identifier text and the two forms of an error chain.
-#include <algorithm>
-#include <span>
+// Times by a pattern and the two forms of an error chain.
+#include <ctime>
+#include <sstream>
 #include <vector>
 
-#include "base/ascii_case.h"
 #include "base/elf_hash.h"
-#include "base/guid_text.h"
-#include "base/path.h"
+#include "diag/format_time.h"
 #include "diag/join.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {
 
-void CheckPaths(const t_str& path, const t_str& component)
+// Against the C library, whose letters differ.
+void CheckTime(const std::wstring& pattern, std::time_t point)
 {
-    const t_path joined = JoinPath(path, component);
-    Check(joined.starts_with(path));
-    if (component.starts_with(L'.')) {
-        Check(EqualIgnoringCase(std::wstring_view(joined).substr(joined.size() - component.size()), component));
-        Check(JoinPath(joined, component) == joined);
-        return;
+    const std::tm time = *std::localtime(&point);
+    std::wstring expected;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] != L'%') {
+            expected += pattern[i];
+            continue;
+        }
+        const std::size_t letter = std::wstring_view(L"YMDhmsW%").find(pattern.c_str()[++i]);
+        if (letter == std::wstring_view::npos) {
+            break;
+        }
+        const char format[] = {'%', "YmdHMSw%"[letter], '\0'};
+        char field[8];
+        expected.append(field, field + std::strftime(field, sizeof(field), format, &time));
     }
-    Check(joined.ends_with(component) && joined[joined.size() - component.size() - 1] == L'\\');
-    Check(joined.size() - path.size() - component.size() <= 1);
-    t_path cut = joined;
-    Check(cut.CutLastComponent());
-    Check(joined == cut + L"\\" + std::wstring(FileNamePart(joined)));
-}
-
-// Appending to a text moves its hash on from where it was; the hash keeps 28 bits of text up to 12 bits wide.
-void CheckHash(std::wstring_view text)
-{
-    std::uint64_t hash = 0;
-    for (const wchar_t unit : text) {
-        hash = (hash * 16 + static_cast<std::uint64_t>(unit)) % (std::uint64_t{1} << 32);
-        const std::uint64_t high = hash / (std::uint64_t{1} << 28);
-        hash = (hash % (std::uint64_t{1} << 28)) ^ (high * 16);
-    }
-    Check(ElfHash(text) == hash);
-    Check(ElfHashIgnoringCase(text) == ElfHash(FoldCase(text)));
-}
-
-void CheckGuid(std::wstring_view text)
-{
-    t_guid guid;
-    if (ParseGuid(text, guid)) {
-        t_guid again;
-        Check(FormatGuid(guid).size() == 38 && ParseGuid(FormatGuid(guid), again) && again == guid);
-        Check(IsNullGuid(guid) == (FormatGuid(guid) == L"{00000000-0000-0000-0000-000000000000}"));
-    }
+    t_str text;
+    FormatTime(text, time, pattern.c_str());
+    Check(text == expected);
 }
 
 void CheckJoins(const std::vector<t_str>& entries, std::size_t bufferUnits)
@@ -56,13 +38,12 @@ void CheckJoins(const std::vector<t_str>& entries, std::size_t bufferUnits)
     t_errorChain chain;
     std::wstring lines, tabbed;
     for (std::size_t i = 0; i < entries.size(); ++i) {
+        const bool last = i + 1 == entries.size();
         chain.NewEntry() = entries[i];
-        lines += i < 9 || i + 1 == entries.size() ? entries[i] : t_str();
-        lines += i < 9 && i + 1 < entries.size() ? L"\r\n" : L"";
-        tabbed += (i != 0 ? L"\t" : L"") + entries[i];
+        lines += i < 9 || last ? entries[i] + (last ? L"" : L"\r\n") : L"";
+        tabbed += entries[i] + (last ? L"" : L"\t");
     }
-    // A buffer of exactly the stated size, so that a write behind it is found.
-    std::vector<wchar_t> buffer(bufferUnits, L'#');
+    std::vector<wchar_t> buffer(bufferUnits); // no unit more, so that a write behind it is found
     JoinLines(chain, buffer, nullptr);
     Check(lines.substr(0, bufferUnits - 1) == buffer.data());
     t_str line;
@@ -74,17 +55,14 @@ void CheckJoins(const std::vector<t_str>& entries, std::size_t bufferUnits)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const t_str text = ToUnits(data, size);
-    CheckHash(text);
-    CheckGuid(text);
-    std::wstring_view rest = text;
+    std::wistringstream text(ToUnits(data, size));
     std::vector<t_str> entries;
-    while (!rest.empty()) {
-        entries.push_back(TakeText(rest));
+    for (std::wstring entry; std::getline(text, entry, L'\0');) {
+        entries.push_back(entry);
     }
     CheckJoins(entries, 1 + size % 97);
     if (entries.size() >= 2) {
-        CheckPaths(entries[0], entries[1]);
+        CheckTime(entries[0], static_cast<std::time_t>(ElfHash(entries[1])) * 16); // of the years up to 2106
     }
     return 0;
 }

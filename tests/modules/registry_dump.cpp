@@ -62,6 +62,9 @@ static void Dump(HKEY parent, const wchar_t* keyName, const std::wstring& path)
 
 int wmain(int argc, wchar_t** argv)
 {
+    // Wine sets the first entry of the user's preload list whenever a program with windows starts. As one of them, this
+    // program finds the entry the same whenever it runs.
+    GetSystemMetrics(SM_CXSCREEN);
     for (int i = 1; i < argc; ++i) {
         const wchar_t* const name = wcschr(argv[i], L'\\');
         Dump(argv[i][5] == L'U' ? HKEY_USERS : HKEY_LOCAL_MACHINE, name != nullptr ? name + 1 : L"", argv[i]);
