@@ -19,6 +19,12 @@
 #include "tests/fake_os_version.h"
 #include "tests/scratch_registry.h"
 
+#define PATCH(member, function, ...)                                                                                   \
+    ImmImportPatch<decltype(&function)> member                                                                         \
+    {                                                                                                                  \
+#function, __VA_ARGS__                                                                                         \
+    }
+
 namespace {
 
 constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard Layouts";
@@ -95,60 +101,49 @@ protected:
     std::optional<std::wstring> loadedFile; // IME file of the one loaded layout
     std::uintptr_t loadedHandle = 0;
     std::wstring systemDirectory = L"C:\\windows\\system32";
-    std::wstring userName; // of the session; empty when nobody is logged on
+    bool hasUser = false; // of the session
+    bool hiveFileExists = true;
     LSTATUS loadKeyResult = ERROR_SUCCESS;
     std::wstring defaultProfileBeforeUnload;
 
-    ImmImportPatch<decltype(&ImmInstallIMEW)> install{"ImmInstallIMEW", [this](LPCWSTR file, LPCWSTR) {
-                                                          calls += std::wstring(L"install ") + file + L"\n";
-                                                          SetLastError(installedHandle == 0 ? 1450u : 0u);
-                                                          return reinterpret_cast<HKL>(installedHandle);
-                                                      }};
-    ImmImportPatch<decltype(&GetKeyboardLayoutList)> list{"GetKeyboardLayoutList", [this](int count, HKL* layouts) {
-                                                              if (loadedFile && count > 0) {
-                                                                  *layouts = reinterpret_cast<HKL>(loadedHandle);
-                                                              }
-                                                              return loadedFile ? 1 : 0;
-                                                          }};
-    ImmImportPatch<decltype(&ImmGetIMEFileNameW)> imeFileName{"ImmGetIMEFileNameW",
-                                                              [this](HKL, LPWSTR buffer, UINT units) {
-                                                                  // As a system does that fills the buffer to its end
-                                                                  // without a terminator.
-                                                                  loadedFile->copy(buffer, units);
-                                                                  return static_cast<UINT>(loadedFile->size());
-                                                              }};
-    ImmImportPatch<decltype(&UnloadKeyboardLayout)> unload{
-        "UnloadKeyboardLayout", [this](HKL layout) -> WINBOOL {
-            calls += FormatStr(L"unload %I64x\n", reinterpret_cast<std::int64_t>(layout));
-            SetLastError(120);
-            return loadedFile.has_value();
-        }};
-    ImmImportPatch<decltype(&GetSystemDirectoryW)> directory{"GetSystemDirectoryW", [this](LPWSTR buffer, UINT units) {
-                                                                 systemDirectory.copy(buffer, units);
-                                                                 if (systemDirectory.size() < units) {
-                                                                     buffer[systemDirectory.size()] = L'\0';
-                                                                 }
-                                                                 return static_cast<UINT>(systemDirectory.size());
-                                                             }};
-    ImmImportPatch<decltype(&WTSQuerySessionInformationW)> session{
-        "WTSQuerySessionInformationW",
-        [this](HANDLE server, DWORD id, WTS_INFO_CLASS info, LPWSTR* text, DWORD* bytes) -> WINBOOL {
-            EXPECT_EQ(WTSUserName, info);
-            return !userName.empty() && session.Original(server, id, info, text, bytes);
-        }};
-    ImmImportPatch<decltype(&RegLoadKeyW)> loadKey{"RegLoadKeyW", [this](HKEY root, LPCWSTR name, LPCWSTR path) {
-                                                       EXPECT_EQ(HKEY_USERS, root);
-                                                       calls += std::wstring(L"load ") + FileOf(path) + L"\n";
-                                                       if (loadKeyResult == ERROR_SUCCESS) {
-                                                           WritePreload(HKEY_USERS, name, {L"00000804"});
-                                                       }
-                                                       return loadKeyResult;
-                                                   }};
-    ImmImportPatch<decltype(&RegUnLoadKeyW)> unloadKey{"RegUnLoadKeyW", [this](HKEY, LPCWSTR name) {
-                                                           defaultProfileBeforeUnload = Preloaded(HKEY_USERS, name);
-                                                           calls += L"unload hive\n";
-                                                           return LSTATUS{ERROR_SUCCESS};
-                                                       }};
+    PATCH(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR) {
+        calls += std::wstring(L"install ") + file + L"\n";
+        SetLastError(installedHandle == 0 ? 1450u : 0u);
+        return reinterpret_cast<HKL>(installedHandle);
+    });
+    PATCH(list, GetKeyboardLayoutList, [this](int count, HKL* layouts) {
+        if (loadedFile && count > 0) {
+            *layouts = reinterpret_cast<HKL>(loadedHandle);
+        }
+        return loadedFile ? 1 : 0;
+    });
+    // Fills the buffer to its end without a terminator, as a system may.
+    PATCH(imeFileName, ImmGetIMEFileNameW,
+          [this](HKL, LPWSTR buffer, UINT units) { return static_cast<UINT>(loadedFile->copy(buffer, units)); });
+    PATCH(unload, UnloadKeyboardLayout, [this](HKL layout) -> WINBOOL {
+        calls += FormatStr(L"unload %I64x\n", reinterpret_cast<std::int64_t>(layout));
+        SetLastError(120);
+        return loadedFile.has_value();
+    });
+    PATCH(directory, GetSystemDirectoryW, [this](LPWSTR buffer, UINT units) {
+        (systemDirectory + L'\0').copy(buffer, units);
+        return static_cast<UINT>(systemDirectory.size());
+    });
+    PATCH(session, WTSQuerySessionInformationW,
+          [this](auto... arguments) -> WINBOOL { return hasUser && session.Original(arguments...); });
+    PATCH(loadKey, RegLoadKeyW, [this](HKEY, LPCWSTR name, LPCWSTR path) {
+        calls += std::wstring(L"load ") + name + L" " + FileOf(path) + L"\n";
+        if (loadKeyResult == ERROR_SUCCESS) {
+            WritePreload(HKEY_USERS, name, {L"00000804"});
+        }
+        return loadKeyResult;
+    });
+    PATCH(unloadKey, RegUnLoadKeyW, [this](HKEY, LPCWSTR name) {
+        defaultProfileBeforeUnload = Preloaded(HKEY_USERS, name);
+        calls += L"unload hive\n";
+        return LSTATUS{ERROR_SUCCESS};
+    });
+    PATCH(attributes, GetFileAttributesW, [this](LPCWSTR) { return hiveFileExists ? 0u : INVALID_FILE_ATTRIBUTES; });
 
     // The last two components of a path.
     static std::wstring FileOf(const std::wstring& path)
@@ -170,7 +165,8 @@ TEST_F(t_layoutTest, NewLayoutReachesEveryHive)
     WritePreload(HKEY_USERS, L"S-1-5-20", {L"E0210804"});
 
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default\\NTUSER.DAT\nunload hive\n", calls);
+    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default_user default\\NTUSER.DAT\nunload hive\n",
+              calls);
     EXPECT_EQ(L"00000804 E0210804", Preloaded(HKEY_CURRENT_USER, L""));
     EXPECT_EQ(L"00000804 E0210804 E00E0804", defaultProfileBeforeUnload);
     EXPECT_EQ(L"00000409", Preloaded(HKEY_USERS, L".DEFAULT"));
@@ -185,7 +181,7 @@ TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
     WriteLayout(0xE0200804, L"tarvopy.IME", L"old");
     os.Set(5, 2);
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"load Default User\\NTUSER.DAT\nunload hive\n", calls);
+    EXPECT_EQ(L"load default_user Default User\\NTUSER.DAT\nunload hive\n", calls);
     EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     EXPECT_EQ(L"00000804 E0200804", Preloaded(HKEY_CURRENT_USER, L""));
@@ -218,10 +214,10 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
     t_singletonRegistry::Process().DestroyAll();
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804).c_str());
     const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"");
-    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
-        "RegCreateKeyExW", [&](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) {
-            return LSTATUS{ERROR_ACCESS_DENIED};
-        });
+    PATCH(create, RegCreateKeyExW,
+          [&](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) {
+              return LSTATUS{ERROR_ACCESS_DENIED};
+          });
     EXPECT_EQ(1450, InstallClassicLayout(0, kText));
     EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L""));
 }
@@ -246,21 +242,15 @@ TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
     }
 }
 
-TEST_F(t_layoutTest, RemovalWithoutALayoutChangesNothing)
-{
-    WriteLayout(0xE0200804, L"TarvoPY.ime");
-    WriteLayout(0xE0200411, L"TarvoTSF.ime");
-    const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
-    EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime"));
-    EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
-    EXPECT_EQ(L"", calls);
-}
-
 TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
 {
     WriteLayout(0xE0200804, L"TARVOpy.ime");
     WritePreload(HKEY_CURRENT_USER, L"", {L"00000804", L"E0200804", L"00000409"});
     WritePreload(HKEY_USERS, L".DEFAULT", {L"E0200804"});
+    WriteLayout(0xE0200411, L"TarvoTSF.ime");
+    const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
+    EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime")) << "a layout of another language does not count";
+    EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
     EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
     EXPECT_EQ(L"unload e0200804\n", calls);
     EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
@@ -301,46 +291,35 @@ TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 
 TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
 {
-    struct t_case
-    {
-        DWORD type;
-        const wchar_t* stored;
-        DWORD bytes;
-        LSTATUS status;
-        bool rewritten;
+    const std::tuple<DWORD, std::wstring, DWORD, bool> cases[] = {
+        {REG_SZ, L"abc", 8, false},
+        {REG_SZ, L"abc", 6, false},
+        {REG_SZ, L"ABC", 8, true},
+        {REG_SZ, L"abc", 5, true},
+        {REG_DWORD, L"ab", 4, true},
+        {REG_SZ, L"", 0, true},
+        {REG_SZ, std::wstring(261, L'x'), 522, false},
     };
-    const std::wstring tooLong(261, L'x');
-    const t_case cases[] = {
-        {REG_SZ, L"abc", 8, ERROR_SUCCESS, false},
-        {REG_SZ, L"abc", 6, ERROR_SUCCESS, false},
-        {REG_SZ, L"ABC", 8, ERROR_SUCCESS, true},
-        {REG_SZ, L"abc", 5, ERROR_SUCCESS, true},
-        {REG_DWORD, L"ab", 4, ERROR_SUCCESS, true},
-        {REG_SZ, L"", 0, ERROR_SUCCESS, true},
-        {REG_SZ, tooLong.c_str(), 522, ERROR_MORE_DATA, false},
-    };
-    for (const t_case& c : cases) {
-        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", c.type, c.stored, c.bytes);
+    for (const auto& [type, stored, bytes, rewritten] : cases) {
+        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", type, stored.c_str(), bytes);
         const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
-        EXPECT_EQ(c.status, UpdateLayoutText(0xE0200804, L"abc"));
-        EXPECT_EQ(c.rewritten ? L"[]\nLayout Text=1:abc\n" : before,
-                  DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+        EXPECT_EQ(bytes > 520 ? ERROR_MORE_DATA : ERROR_SUCCESS, UpdateLayoutText(0xE0200804, L"abc"));
+        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\n" : before, DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     }
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
 }
 
 TEST_F(t_layoutTest, LoggedOnUsersHiveComesBeforeTheInstallersOwn)
 {
-    userName = L"somebody";
+    hasUser = true;
     std::wstring opened;
-    ImmImportPatch<decltype(&RegOpenKeyExW)> open(
-        "RegOpenKeyExW", [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
-            if (root == HKEY_USERS && name != nullptr && wcsncmp(name, L"S-1-5-21-", 9) == 0) {
-                opened = FormatStr(L"%x %x", options, access);
-                return open.Original(root, L"user", options, access, key);
-            }
-            return open.Original(root, name, options, access, key);
-        });
+    PATCH(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
+        if (root == HKEY_USERS && name != nullptr && wcsncmp(name, L"S-1-5-21-", 9) == 0) {
+            opened = FormatStr(L"%x %x", options, access);
+            return open.Original(root, L"user", options, access, key);
+        }
+        return open.Original(root, name, options, access, key);
+    });
     WritePreload(HKEY_USERS, L"user", {L"00000409"});
     installedHandle = 0xE0210804;
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
@@ -352,20 +331,17 @@ TEST_F(t_layoutTest, LoggedOnUsersHiveComesBeforeTheInstallersOwn)
 TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
 {
     std::wstring profile;
-    ImmImportPatch<decltype(&SHGetSpecialFolderPathW)> folder(
-        "SHGetSpecialFolderPathW", [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
-            EXPECT_EQ(CSIDL_PROFILE, folderId);
-            EXPECT_FALSE(create);
-            profile.copy(path, MAX_PATH);
-            path[profile.size()] = L'\0';
-            return !profile.empty();
-        });
+    PATCH(folder, SHGetSpecialFolderPathW, [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
+        EXPECT_TRUE(folderId == CSIDL_PROFILE && !create);
+        lstrcpyW(path, profile.c_str());
+        return !profile.empty();
+    });
+    const std::wstring room(237, L'u');
     const std::pair<std::wstring, std::wstring> cases[] = {
-        {L"C:\\Users\\alice", L"C:\\Users\\default\\NTUSER.DAT"},
         {L"", L""},
         {L"alice", L""},
-        {L"C:\\" + std::wstring(237, L'u') + L"\\a", L"C:\\" + std::wstring(237, L'u') + L"\\default\\NTUSER.DAT"},
-        {L"C:\\" + std::wstring(238, L'u') + L"\\a", L""},
+        {L"C:\\" + room + L"\\a", L"C:\\" + room + L"\\default\\NTUSER.DAT"},
+        {L"C:\\u" + room + L"\\a", L""},
     };
     for (const auto& [given, expected] : cases) {
         profile = given;
@@ -373,11 +349,15 @@ TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
         ASSERT_EQ(!expected.empty(), GetDefaultUserHivePath(path)) << given.size();
         EXPECT_TRUE(expected.empty() || expected == path);
     }
+    profile = L"C:\\Users\\alice";
+    hiveFileExists = false;
+    AddToDefaultUserHive(0xE0210804);
+    EXPECT_EQ(L"", calls) << "loading a missing file would make one";
 }
 
 TEST_F(t_layoutTest, TextServiceStartsRegsvr32AndUnhidesTheClassicLayout)
 {
-    ImmImportPatch<decltype(&ShellExecuteExW)> execute("ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
+    PATCH(execute, ShellExecuteExW, [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
         calls += FormatStr(L"%s %s in %s\n", info->lpFile, info->lpParameters, info->lpDirectory);
         return TRUE;
     });
