@@ -120,7 +120,7 @@ TEST_F(Catalogue, AllocatesTheNextLayoutKey)
         EXPECT_TRUE(Entries(errors).ends_with(L"|安装输入法失败") && klid == 7);
         MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
     }
-    const std::pair<const wchar_t*, std::uint32_t> steps[] = {{L"none", 0xE0040804},      {L"E1000000", 0xE0050804},
+    const std::pair<const wchar_t*, std::uint32_t> steps[] = {{L"none", 0xE0020804},      {L"E1000000", 0xE0030804},
                                                               {L"e0200411", 0xE0210804},  {L"0xE0250804", 0xE0260804},
                                                               {L"E03008041", 0xE0270804}, {L"E0FF0000", 0xE1000804}};
     for (const auto& [key, expected] : steps) {
