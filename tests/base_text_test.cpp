@@ -16,21 +16,6 @@
 
 namespace {
 
-TEST(Str, AppendsEveryTypeInItsFormat)
-{
-    t_str text;
-    text << L'汉' << std::int32_t{-2147483647 - 1} << L"|" << std::uint32_t{4294967295u} << L"|"
-         << std::int64_t{-9223372036854775807 - 1} << L"|" << 3.14159 << L"|" << 0.5 << L"|" << 100.0;
-    EXPECT_EQ(L"汉-2147483648|4294967295|-9223372036854775808|3.14|0.5|100", text);
-    EXPECT_EQ(L"a\\0000e001|9876543210|   ab|%|7  |",
-              FormatStr(L"%s\\%08x|%I64d|%5.2s|%%|%-3d|", L"a", 0xE001u, std::int64_t{9876543210}, L"abc", 7));
-    const std::wstring longText(5000, L'长');
-    EXPECT_EQ(longText + L"!" + longText, FormatStr(L"%s!%s", longText.c_str(), longText.c_str()));
-#ifdef _WIN32
-    EXPECT_EQ(L"0x000000001234ABCD", t_str() << reinterpret_cast<const void*>(std::uintptr_t{0x1234ABCD}));
-#endif
-}
-
 TEST(Path, JoinsAndCuts)
 {
     const wchar_t* const joins[][3] = {{L"C:\\a", L"b", L"C:\\a\\b"}, {L"C:\\", L"b", L"C:\\b"},
@@ -93,24 +78,6 @@ TEST(GuidText, ReadsFixedPositionsAndWritesUpperCase)
         EXPECT_FALSE(ParseGuid(wrong, parsed)) << wrong;
     }
     EXPECT_TRUE(IsNullGuid(parsed));
-}
-
-TEST(CaseAndHash, FoldOnlyAsciiCapitals)
-{
-    const std::tuple<const wchar_t*, const wchar_t*, int> rows[] = {
-        {L"", L"", 0},    {L"TarvoPY.IME", L"tarvopy.ime", 0},
-        {L"a", L"B", -1}, {L"ab", L"A", 1},
-        {L"É", L"é", -1}, {L"_", L"A", -1},
-        {L"", L"a", -1}};
-    for (const auto& [a, b, order] : rows) {
-        EXPECT_TRUE(CompareIgnoringCase(a, b) == order && CompareIgnoringCase(b, a) == -order) << a;
-        EXPECT_EQ(order == 0, EqualIgnoringCase(a, b)) << a;
-    }
-    EXPECT_EQ(0x077905A6u, ElfHash(L"printf"));
-    EXPECT_EQ(0x0B09985Cu, ElfHash(L"syscall"));
-    EXPECT_EQ(0x4E2Du * 16 + 0x6587u, ElfHash(L"中文"));
-    EXPECT_NE(ElfHash(L"printf"), ElfHash(L"PrintF"));
-    EXPECT_EQ(ElfHash(L"printf"), ElfHashIgnoringCase(L"PrintF"));
 }
 
 int made = 0;

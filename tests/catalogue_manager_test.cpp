@@ -165,18 +165,3 @@ TEST_F(Catalogue, WalksTextServiceProfiles)
     EXPECT_EQ(L"e0200804 e0200804 804 a:1", Find(again, L"TARVOTSF.ime", 0xF000FFFF, 0xE0000804));
     EXPECT_EQ(L"", Entries(errors));
 }
-
-TEST_F(Catalogue, LooksForServersInFourPlaces)
-{
-    const t_guid service{0xA, 0, 0, {0, 0, 0, 0, 0, 0, 0, 1}};
-    const std::wstring program = L"CLSID\\" + kA + L"\\LocalServer32";
-    t_str path = L"old", opened;
-    ImmImportPatch<decltype(&RegOpenKeyExW)> opens("RegOpenKeyExW",
-                                                   [&](HKEY, LPCWSTR name, DWORD, REGSAM access, auto) {
-                                                       opened.AppendFormat(L"%s %x\n", name, access);
-                                                       return LSTATUS{ERROR_FILE_NOT_FOUND};
-                                                   });
-    EXPECT_FALSE(FindServerPath(service, path));
-    EXPECT_EQ(kServerA + L" 20219\n" + kServerA + L" 20019\n" + program + L" 20219\n" + program + L" 20019\n", opened);
-    EXPECT_EQ(L"", path);
-}

@@ -8,23 +8,6 @@ using namespace std::literals;
 
 namespace n_config {
 
-TEST(ConfigItems, ReadWholeIntegersOf32Bits)
-{
-    std::int32_t number = 0;
-    const std::pair<const wchar_t*, std::int32_t> accepted[] = {
-        {L"0x10", 16}, {L"2147483647", INT32_MAX}, {L"16", 16}, {L"-2147483648", INT32_MIN},
-        {L"+5", 5},    {L"0x0000000000000001", 1}, {L"-1", -1}, {L"0xffffFFFF", -1}};
-    for (const auto& [text, value] : accepted) {
-        EXPECT_TRUE(ParseInteger(text, number) && number == value) << text;
-    }
-    for (const std::wstring_view text :
-         {L"2147483648"sv, L"-2147483649"sv, L"0x100000000"sv, L"99999999999999999999999"sv, L"16a"sv, L""sv, L"-"sv,
-          L"0x"sv, L"0x-1"sv, L"-0x1"sv, L"0X10"sv, L"0xg"sv, L"１"sv, L"1\0"sv}) {
-        EXPECT_FALSE(ParseInteger(text, number)) << std::wstring(text);
-    }
-    EXPECT_EQ(-1, number);
-}
-
 TEST(ConfigItems, WriteIntegersIntoLargeEnoughBuffers)
 {
     std::wstring buffer(12, L'#');

@@ -131,23 +131,4 @@ TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
     }
 }
 
-TEST_F(DamagedErrorList, AnyBytesAreReadInsideTheArea)
-{
-    std::uint32_t state = 1;
-    const auto next = [&state] { return static_cast<std::uint16_t>((state = state * 1664525 + 1013904223) >> 16); };
-    for (int round = 0; round < 200000; ++round) {
-        for (std::size_t i = 0; i < area.size(); ++i) {
-            area[i] = i == 1 || i == 3 || i == 5 ? 0 : next() % 40; // mostly headers that pass, and many terminators
-        }
-        t_str text;
-        bool flag = false;
-        list.Contains(L"abc", flag);
-        list.Add(L"abc", round % 2 != 0);
-        for (int i = 0; i < 16 && list.ReadNext(text, flag) == kDone; ++i) {
-            ASSERT_LE(text.size(), area.size());
-        }
-        list.MarkAllRead();
-    }
-}
-
 } // namespace

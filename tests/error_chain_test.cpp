@@ -83,10 +83,3 @@ TEST(ErrorChain, TabbedFormIsOneLineWithTheProcessName)
     JoinTabbed(chain, text, L"a.exe");
     EXPECT_EQ(L"1\t2\t3\t\t进程名：a.exe", text);
 }
-
-TEST(ErrorChain, ManyEntriesAreFreedWithoutRecursion)
-{
-    t_errorChain chain;
-    AddEntries(chain, 200000);
-    EXPECT_TRUE(Joined(chain, nullptr).ends_with(L"9\r\n200000"));
-}

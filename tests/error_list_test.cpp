@@ -129,26 +129,4 @@ TEST_F(ErrorList, RefusesForeignMemory)
     }
 }
 
-TEST_F(ErrorList, ReportsWhatIsWrong)
-{
-    EXPECT_FALSE(list.Add(errors, L"x", false));
-    EXPECT_EQ(L"消息缓存未打开", Entries(errors));
-    EXPECT_FALSE(list.Contains(L"x"));
-    errors.Clear();
-    ASSERT_TRUE(list.Open(errors));
-    EXPECT_FALSE(list.Add(errors, std::wstring(524281, L'x').c_str(), false));
-    EXPECT_EQ(L"消息缓存已满|消息无法放入缓存", Entries(errors));
-
-    t_foreignMemory same(1048588);
-    same.words[5] = 8;
-    errors.Clear();
-    EXPECT_FALSE(list.Add(errors, L"x", false) || list.ReadNext(errors, text, flag) || list.MarkAllRead(errors));
-    EXPECT_EQ(L"消息缓存已损坏|消息缓存已损坏|消息缓存已损坏", Entries(errors));
-
-    ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject", [](auto...) { return WAIT_TIMEOUT; });
-    errors.Clear();
-    EXPECT_FALSE(list.Open(errors) || list.MarkAllRead(errors));
-    EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT|获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
-}
-
 } // namespace

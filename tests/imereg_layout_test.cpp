@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <imm.h>
-#include <shellapi.h>
 #include <shlobj.h>
 #include <wtsapi32.h>
 
@@ -14,7 +13,6 @@
 #include "base/trace.h"
 #include "imereg/keyboard_layout.h"
 #include "imereg/layout_keys.h"
-#include "imereg/text_service.h"
 #include "imereg/user_hives.h"
 #include "tests/fake_os_version.h"
 #include "tests/scratch_registry.h"
@@ -353,25 +351,4 @@ TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
     hiveFileExists = false;
     AddToDefaultUserHive(0xE0210804);
     EXPECT_EQ(L"", calls) << "loading a missing file would make one";
-}
-
-TEST_F(t_layoutTest, TextServiceStartsRegsvr32AndUnhidesTheClassicLayout)
-{
-    PATCH(execute, ShellExecuteExW, [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
-        calls += FormatStr(L"%s %s in %s\n", info->lpFile, info->lpParameters, info->lpDirectory);
-        return TRUE;
-    });
-    constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
-    WriteLayout(0xE0200804, L"TarvoPY.ime");
-    WriteText(HKEY_CURRENT_USER, kHidden, L"1", L"x");
-    WriteText(HKEY_CURRENT_USER, kHidden, L"e0200804", L"x");
-    RegisterTextService();
-    EXPECT_EQ(L"[]\n", DumpKey(HKEY_CURRENT_USER, kHidden));
-    UnregisterTextService();
-    systemDirectory.assign(259, L'd');
-    RegisterTextService();
-    EXPECT_EQ(
-        L"C:\\windows\\system32\\regsvr32.exe /s C:\\windows\\system32\\TarvoTSF.ime in C:\\windows\\system32\n"
-        L"C:\\windows\\system32\\regsvr32.exe /s /u C:\\windows\\system32\\TarvoTSF.ime in C:\\windows\\system32\n",
-        calls);
 }

@@ -80,19 +80,6 @@ TEST(Preload, RemovingRenumbersTheRest)
     CheckChanges(cases, [](std::uint32_t klid) { RemoveFromPreload(klid, HKEY_CURRENT_USER); });
 }
 
-// Two hundred values and names that count twice: the table of a hundred slots is neither outgrown nor overrun.
-TEST(Preload, OversizedListsAreHarmless)
-{
-    const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-    for (int i = 1; i <= 99; ++i) {
-        WriteText(HKEY_CURRENT_USER, kPreload, FormatStr(L"%d", i).c_str(), L"00000409");
-        WriteText(HKEY_CURRENT_USER, kPreload, FormatStr(L"0%d", i).c_str(), L"00000411");
-    }
-    const std::wstring before = DumpKey(HKEY_CURRENT_USER, kPreload);
-    EXPECT_EQ(ERROR_SUCCESS, AddToPreload(0xE0200804, HKEY_CURRENT_USER, L"x", true));
-    EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, kPreload));
-}
-
 // Values without a terminator and of odd length are read within their bounds.
 TEST(Preload, UnterminatedDataIsRead)
 {

@@ -1,7 +1,6 @@
 #include "launch/process_launcher.h"
 
 #include <gtest/gtest.h>
-#include <objbase.h>
 #include <shellapi.h>
 
 #include "tests/chain_entries.h"
@@ -40,44 +39,6 @@ TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
     }
     for (const INT_PTR code : {1, 4, 6, 7, 9, 10, 12, 25, 33}) {
         EXPECT_EQ(entriesFor(code), L"系统错误1223") << code;
-    }
-}
-
-TEST(LaunchProcess, RequestHoldsWhatTheShellNeeds)
-{
-    std::wstring seen;
-    t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
-        seen = FormatStr(L"%s|%s|%s|%s|%d|%x", request->lpFile, request->lpVerb, request->lpParameters,
-                         request->lpDirectory, request->nShow, request->fMask);
-        return TRUE;
-    });
-    t_errorChain errors;
-    EXPECT_TRUE(LaunchProcess(errors, L"C:\\windows/system32\\regsvr32.exe", nullptr, L"/s x", L"*", 5, 0));
-    EXPECT_EQ(seen, L"C:\\windows\\system32\\regsvr32.exe|open|/s x|C:\\windows\\system32|5|500");
-    EXPECT_TRUE(LaunchProcess(errors, L"https://example.org/", L"edit", L"", L"C:\\", 1,
-                              SEE_MASK_NO_CONSOLE | SEE_MASK_DOENVSUBST | SEE_MASK_NOCLOSEPROCESS | SEE_MASK_CLASSKEY));
-    EXPECT_EQ(seen, L"https://example.org/|edit||C:\\|1|8500");
-
-    for (const wchar_t* program :
-         {L"C:\\windows\\explorer.exe", L"C:/windows/explorer.exe", L"\"C:\\windows\\explorer.exe\"", L"C:explorer.exe",
-          L" C:\\windows\\explorer.exe", L"\\windows\\explorer.exe", L"..\\explorer.exe", L"%windir%\\explorer.exe",
-          L"file:///C:/windows/explorer.exe", L"shell:windows\\explorer.exe"}) {
-        t_errorChain refusal;
-        EXPECT_FALSE(LaunchProcess(refusal, program, nullptr, nullptr, L"*", SW_SHOW, 0)) << program;
-        EXPECT_FALSE(refusal.IsEmpty()) << program;
-    }
-    EXPECT_EQ(shell.calls, 2);
-}
-
-TEST(LaunchProcess, ComIsLeftAsItWas)
-{
-    const t_shellPatch shell("ShellExecuteExW", [](SHELLEXECUTEINFOW*) { return TRUE; });
-    for (const HRESULT answer : {S_OK, S_FALSE, RPC_E_CHANGED_MODE}) {
-        const ImmImportPatch<decltype(&CoInitializeEx)> begin("CoInitializeEx", [&](void*, DWORD) { return answer; });
-        const ImmImportPatch<decltype(&CoUninitialize)> end("CoUninitialize", [] {});
-        t_errorChain errors;
-        EXPECT_TRUE(LaunchProcess(errors, L"name", nullptr, nullptr, nullptr, SW_SHOW, 0));
-        EXPECT_EQ(end.calls, SUCCEEDED(answer) ? 1 : 0);
     }
 }
 

@@ -4,8 +4,6 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 
-#include <mscat.h>
-
 #include <gmock/gmock.h>
 
 #include <map>
@@ -79,57 +77,6 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     EXPECT_THAT(Refusal(SignedModule(L"case.exe")), HasSubstr(L"“Tarvo test Maker”"));
     const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
-}
-
-// Replaced is only what cannot be had here: catalogues that list the file, and functions of Windows 8. The catalogue's
-// signature is that of another module.
-TEST(VerifyModule, CatalogueSignsInTheFilesPlace)
-{
-    const t_trustScope trust;
-    static const std::wstring maker = SignedModule(L"maker.exe");
-    static std::wstring calls;
-    const auto verify = [](HWND window, GUID* action, void* argument) -> LONG {
-        auto& request = *static_cast<WINTRUST_DATA*>(argument);
-        calls.append(FormatStr(L"%d%d:%d%d%x ", request.dwUnionChoice, request.dwStateAction, request.dwUIChoice,
-                               request.fdwRevocationChecks, request.dwProvFlags));
-        static WINTRUST_FILE_INFO subject{sizeof(subject), maker.c_str(), nullptr, nullptr};
-        if (request.dwUnionChoice == WTD_CHOICE_CATALOG && request.dwStateAction == WTD_STATEACTION_VERIFY) {
-            calls.append(
-                FormatStr(L"%s:%s ", request.pCatalog->pcwszCatalogFilePath, request.pCatalog->pcwszMemberTag));
-            request.dwUnionChoice = WTD_CHOICE_FILE;
-            request.pFile = &subject;
-        }
-        return WinVerifyTrust(window, action, argument);
-    };
-    const auto acquire = [](HCATADMIN* admin, const GUID* subsystem, const WCHAR* algorithm,
-                            const CERT_STRONG_SIGN_PARA*, DWORD flags) -> WINBOOL {
-        calls.append(algorithm).append(L" ");
-        return CryptCATAdminAcquireContext(admin, subsystem, flags);
-    };
-    const auto computeHash = [](HCATADMIN, HANDLE, DWORD* size, BYTE* hash, DWORD) -> WINBOOL {
-        *hash = 0xFA;
-        return (*size = 1) != 0;
-    };
-    const auto find = [](HCATADMIN, BYTE*, DWORD, DWORD, HCATINFO*) -> HCATINFO { return &calls; };
-    const auto readInfo = [](HCATINFO, CATALOG_INFO* info, DWORD) -> WINBOOL {
-        return lstrcpyW(info->wszCatalogFile, L"x.cat") != nullptr;
-    };
-    const auto release = [](HCATADMIN, HCATINFO, DWORD) -> WINBOOL { return !calls.append(L"release").empty(); };
-    t_lookupPatch::t_answers answers = {ANSWER(WinVerifyTrust, verify),
-                                        ANSWER(CryptCATAdminAcquireContext2, acquire),
-                                        ANSWER(CryptCATAdminCalcHashFromFileHandle2, computeHash),
-                                        ANSWER(CryptCATAdminEnumCatalogFromHash, find),
-                                        ANSWER(CryptCATCatalogInfoFromContext, readInfo),
-                                        ANSWER(CryptCATAdminReleaseCatalogContext, release)};
-    const std::wstring path = Write(L"catalogued", "abcd");
-    for (const wchar_t* found : {L"SHA256 21:201010 x.cat:FA 12:201010 release",
-                                 L"21:201010 x.cat:81FE8BFE87576C3ECB22426F8E57847382917ACF 12:201010 release"}) {
-        calls.clear();
-        const t_lookupPatch lookup(answers);
-        EXPECT_EQ(Refusal(path), L"");
-        EXPECT_EQ(calls, L"11:201010 12:201010 " + std::wstring(found));
-        answers["CryptCATAdminAcquireContext2"] = nullptr;
-    }
 }
 
 // The list holds the digests that RFC 1321 publishes and, around the size of one piece, what md5sum says.

@@ -74,23 +74,6 @@ TEST(MessageBox, AsynchronousBoxOutlivesTheChain)
     EXPECT_NE(GetCurrentThreadId(), box.thread);
 }
 
-TEST(MessageBox, FailuresToShowAreQuiet)
-{
-    t_shownBox box;
-    t_errorChain chain;
-    chain.Fail(L"one");
-    {
-        ImmImportPatch<decltype(&GlobalAlloc)> allocate("GlobalAlloc", [](UINT, SIZE_T) { return HGLOBAL{}; });
-        ShowMessageBoxAsync(chain, nullptr, nullptr, false);
-    }
-    ImmImportPatch<decltype(&CreateThread)> create(
-        "CreateThread",
-        [](LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_ROUTINE, LPVOID, DWORD, LPDWORD) { return HANDLE{}; });
-    ShowMessageBoxAsync(chain, nullptr, L"caption", false);
-    EXPECT_EQ(1, create.calls);
-    EXPECT_EQ(0, box.patch.calls);
-}
-
 TEST(SystemError, TextIsOneLine)
 {
     wchar_t* given = nullptr;

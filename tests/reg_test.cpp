@@ -21,20 +21,6 @@ struct Reg : testing::Test
     t_reg user{HKEY_CURRENT_USER};
 };
 
-TEST_F(Reg, PathGrowsWithEveryName)
-{
-    EXPECT_EQ(L"CLASSES_ROOT", t_reg(HKEY_CLASSES_ROOT).Path());
-    EXPECT_EQ(L"MACHINE", t_reg(HKEY_LOCAL_MACHINE).Path());
-    OpenKey(user, L"Software\\X");
-    OpenKey(user, L"Software\\X");
-    EXPECT_EQ(L"CURRENT_USER\\Software\\X\\Software\\X", user.Path());
-    t_reg child(user), unmapped(HKEY_USERS);
-    EXPECT_TRUE(child.Open(errors, nullptr, false, false, true) && child.Open(errors, L"", true, false, true));
-    EXPECT_EQ(user.Path(), child.Path());
-    EXPECT_FALSE(unmapped.Open(errors, L"", false, false, false));
-    EXPECT_EQ(L"系统错误6|创建注册表项失败：", Entries(errors));
-}
-
 TEST_F(Reg, AccessMasksAndOptions)
 {
     using t_asked = std::pair<DWORD, REGSAM>; // options (99 for opening) and mask
