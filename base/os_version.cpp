@@ -1,21 +1,14 @@
 #include "base/os_version.h"
 
-#include <cwchar>
-
 #include "base/file_version.h"
+#include "base/system_directory.h"
 
 bool GetOsVersionFromKernel32(OSVERSIONINFOW& version)
 {
-    constexpr wchar_t kName[] = L"\\kernel32.dll";
-    wchar_t path[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(path, MAX_PATH);
-    if (length == 0 || length + ARRAYSIZE(kName) > MAX_PATH) {
-        return false;
-    }
-    std::wcscpy(path + length, kName);
-
+    t_path path;
     VS_FIXEDFILEINFO info{};
-    if (!ReadFileVersion(path, info)) {
+    ReadSystemDirectory(path);
+    if (path.empty() || path.Join(L"kernel32.dll").size() >= MAX_PATH || !ReadFileVersion(path.c_str(), info)) {
         return false;
     }
     version = {};

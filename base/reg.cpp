@@ -68,20 +68,30 @@ bool t_reg::Fail(t_errorChain& errors, LSTATUS code, const wchar_t* text) const
     return FailWithSystemError(errors, static_cast<DWORD>(code), L"%s%s", text, path.c_str());
 }
 
-bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, bool createIfMissing, bool view32)
+bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, t_regAccess access)
 {
     Close();
-    const REGSAM access = static_cast<REGSAM>(forWrite ? KEY_ALL_ACCESS : KEY_READ) | (view32 ? KEY_WOW64_32KEY : 0u);
+    const auto has = [access](t_regAccess choice) { return (access | choice) == access; };
+    const REGSAM mask = static_cast<REGSAM>(has(t_regAccess::write) ? KEY_ALL_ACCESS : KEY_READ) |
+                        (has(t_regAccess::view32) ? KEY_WOW64_32KEY : 0u);
     if (IsEmpty(subKey)) {
         // An empty name, not a null one, is what the system documents for a new handle to the root.
-        const LSTATUS result = CreateKey(root, L"", REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr);
+        const LSTATUS result = CreateKey(root, L"", REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr);
         return result == ERROR_SUCCESS || Fail(errors, result, kCreateFailed);
     }
     path << L"\\" << subKey;
-    const LSTATUS result = createIfMissing
-                               ? CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, access, handle.Put(), nullptr)
-                               : RegOpenKeyExW(root, subKey, 0, access, handle.Put());
-    return result == ERROR_SUCCESS || Fail(errors, result, createIfMissing ? kCreateFailed : kOpenFailed);
+    const bool create = has(t_regAccess::create);
+    const LSTATUS result = create ? CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr)
+                                  : RegOpenKeyExW(root, subKey, 0, mask, handle.Put());
+    return result == ERROR_SUCCESS || Fail(errors, result, create ? kCreateFailed : kOpenFailed);
+}
+
+bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, bool createIfMissing, bool view32)
+{
+    const auto when = [](bool chosen, t_regAccess access) { return chosen ? access : t_regAccess::read; };
+    return Open(errors, subKey,
+                when(forWrite, t_regAccess::write) | when(createIfMissing, t_regAccess::create) |
+                    when(view32, t_regAccess::view32));
 }
 
 bool t_reg::Create(t_errorChain& errors, const wchar_t* subKey, unsigned flags, bool* createdNew)
@@ -308,7 +318,7 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
     }
 
     t_reg child(*this);
-    if (!child.Open(errors, subKey, true, false, true)) {
+    if (!child.Open(errors, subKey, t_regAccess::write | t_regAccess::view32)) {
         return false;
     }
     DWORD count = 0;

@@ -7,6 +7,20 @@
 #include "base/handles.h"
 #include "diag/error_chain.h"
 
+// How t_reg::Open opens a key; any of these, combined.
+enum class t_regAccess : unsigned
+{
+    read = 0,
+    write = 1,  // all access instead of reading
+    create = 2, // creates the sub-key when it does not exist
+    view32 = 4, // works in the 32-bit registry view
+};
+
+constexpr t_regAccess operator|(t_regAccess a, t_regAccess b)
+{
+    return static_cast<t_regAccess>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
+}
+
 // One open registry key, with a readable path beside the handle: the object-name form of the security functions, such
 // as "MACHINE\Software\X", used in messages and to repair a key's permissions when a delete is refused.
 //
@@ -29,11 +43,11 @@ public:
 
     // Closes the key that is open, then opens a sub-key of the root. The name is added to the path, which is never
     // reset.
-    //   subKey           null or empty gives a new handle to the root itself
-    //   forWrite         all access instead of reading
-    //   createIfMissing  creates the sub-key when it does not exist
-    //   view32           works in the 32-bit registry view
+    //   subKey  null or empty gives a new handle to the root itself
     // Behind it: RegOpenKeyExW, RegCreateKeyExW.
+    bool Open(t_errorChain& errors, const wchar_t* subKey, t_regAccess access);
+
+    // The same with each choice as a flag of its own, as other programs of the product call it.
     bool Open(t_errorChain& errors, const wchar_t* subKey, bool forWrite, bool createIfMissing, bool view32);
 
     static constexpr unsigned kCreateWritable = 1; // all access instead of reading

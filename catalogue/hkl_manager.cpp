@@ -92,6 +92,7 @@ bool t_hklManager_InstallWrap::CreateImeLayoutKey(t_errorChain& errors, std::uin
 bool t_hklManager_InstallWrap::UnhideLayout(t_errorChain& errors, const t_hkl& record)
 {
     t_reg hidden(HKEY_CURRENT_USER);
-    return hidden.Open(errors, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts", true, false, true) &&
+    return hidden.Open(errors, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts",
+                       t_regAccess::write | t_regAccess::view32) &&
            hidden.DeleteValue(errors, L"1") && hidden.DeleteValue(errors, FormatStr(L"%08x", record.klid).c_str());
 }

@@ -25,7 +25,7 @@ bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& l
 {
     t_reg layouts(HKEY_LOCAL_MACHINE);
     DWORD count = 0;
-    if (!layouts.Open(errors, kKeyboardLayoutsKey, false, false, true) || !layouts.GetSubKeyCount(errors, count)) {
+    if (!layouts.Open(errors, kKeyboardLayoutsKey, t_regAccess::view32) || !layouts.GetSubKeyCount(errors, count)) {
         return errors.Fail(kListFailed);
     }
     t_str name;
@@ -39,7 +39,7 @@ bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& l
         }
         t_reg layout(layouts);
         t_str imeFile;
-        if (layout.Open(errors, name.c_str(), false, false, true) &&
+        if (layout.Open(errors, name.c_str(), t_regAccess::view32) &&
             layout.ReadString(errors, imeFile, MAX_PATH, kImeFile)) {
             maps.RegisterImeFile(imeFile, record);
         } else {
@@ -55,7 +55,7 @@ bool GetImeFileNameByKlid(t_errorChain& errors, t_str& name, std::uint32_t klid)
     name.clear();
     t_reg layout(HKEY_LOCAL_MACHINE);
     const t_str subKey = FormatStr(L"%s\\%08x", kKeyboardLayoutsKey, klid);
-    return (klid != 0 && layout.Open(errors, subKey.c_str(), false, false, true) &&
+    return (klid != 0 && layout.Open(errors, subKey.c_str(), t_regAccess::view32) &&
             layout.ReadString(errors, name, MAX_PATH, kImeFile)) ||
            errors.Fail(L"获取t_hkl文件错误, klid=%u", klid);
 }
@@ -66,7 +66,8 @@ bool CreateImeLayoutKey(t_errorChain& errors, std::uint32_t& klid, const wchar_t
     constexpr wchar_t kFailed[] = L"安装输入法失败";
     t_reg layouts(HKEY_LOCAL_MACHINE);
     DWORD count = 0;
-    if (!layouts.Open(errors, kKeyboardLayoutsKey, true, false, true) || !layouts.GetSubKeyCount(errors, count)) {
+    if (!layouts.Open(errors, kKeyboardLayoutsKey, t_regAccess::write | t_regAccess::view32) ||
+        !layouts.GetSubKeyCount(errors, count)) {
         return errors.Fail(kFailed);
     }
     // Narrower than IsImeKlid: identifiers from E1000000 on are other makers' and do not move the numbers.

@@ -22,7 +22,7 @@ bool FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
     t_errorChain unreported;
     t_reg layouts(HKEY_LOCAL_MACHINE);
     DWORD count = 0;
-    if (!layouts.Open(unreported, kKeyboardLayoutsKey, false, false, true) ||
+    if (!layouts.Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32) ||
         !layouts.GetSubKeyCount(unreported, count)) {
         return false;
     }
@@ -31,7 +31,7 @@ bool FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
         const std::uint32_t candidate = ParseHexPrefix(name);
         t_reg layout(layouts);
         t_str text;
-        if (IsVariantLayout(candidate) && layout.Open(unreported, name.c_str(), false, false, true) &&
+        if (IsVariantLayout(candidate) && layout.Open(unreported, name.c_str(), t_regAccess::view32) &&
             layout.ReadString(unreported, text, kLayoutIdCharacters, kLayoutId) && ParseHexPrefix(text) == layoutId) {
             klid = candidate;
             return true;

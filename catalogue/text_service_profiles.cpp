@@ -15,7 +15,7 @@ constexpr wchar_t kSkippedService[] = L"{EB030804-6D26-11D3-B0F4-00C04F60B2A1}";
 
 bool OpenAndCount(t_errorChain& errors, t_reg& key, const wchar_t* subKey, DWORD& subKeys)
 {
-    return key.Open(errors, subKey, false, false, true) && key.GetSubKeyCount(errors, subKeys);
+    return key.Open(errors, subKey, t_regAccess::view32) && key.GetSubKeyCount(errors, subKeys);
 }
 
 // One pass over the profiles. A single record travels through all levels of a service: what a profile does not set
@@ -84,7 +84,7 @@ private:
     {
         t_reg profile(profiles);
         DWORD values = 0;
-        if (!profile.Open(errors, name.c_str(), false, false, true) || !profile.GetValueCount(errors, values) ||
+        if (!profile.Open(errors, name.c_str(), t_regAccess::view32) || !profile.GetValueCount(errors, values) ||
             values < 2) {
             errors.Fail(L"not a valid tsf");
             return;
@@ -122,10 +122,10 @@ bool FindServerPath(const t_guid& clsid, t_str& path)
 {
     const t_path classKey = JoinPath(L"CLSID", FormatGuid(clsid));
     for (const wchar_t* const kind : {L"InProcServer32", L"LocalServer32"}) {
-        for (const bool view32 : {true, false}) {
+        for (const t_regAccess view : {t_regAccess::view32, t_regAccess::read}) {
             t_reg server(HKEY_CLASSES_ROOT);
             t_errorChain unreported;
-            if (server.Open(unreported, JoinPath(classKey, kind).c_str(), false, false, view32) &&
+            if (server.Open(unreported, JoinPath(classKey, kind).c_str(), view) &&
                 (server.ReadString(unreported, path, MAX_PATH, nullptr) ||
                  server.GetDefaultExpandString(unreported, path)) &&
                 !path.empty()) {

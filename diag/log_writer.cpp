@@ -155,7 +155,7 @@ bool IsErrorLogEnabled(std::uint32_t mask)
     t_errorChain discarded;
     t_reg key(HKEY_CURRENT_USER);
     std::uint32_t enabled = 0;
-    return key.Open(discarded, L"Software\\TarvoInput", false, false, true) &&
+    return key.Open(discarded, L"Software\\TarvoInput", t_regAccess::view32) &&
            key.ReadInt(discarded, enabled, L"EnErrorLog") && (enabled & mask) != 0;
 }
 

@@ -8,6 +8,7 @@
 #include "base/ascii_case.h"
 #include "base/path.h"
 #include "base/singleton.h"
+#include "base/system_directory.h"
 #include "base/trace.h"
 #include "catalogue/hkl_manager.h"
 #include "imereg/layout_keys.h"
@@ -37,8 +38,7 @@ HKL HandleOf(std::uint32_t klid)
 // The full path of the classic IME file. Returns 0 or a status code.
 int BuildImePath(t_path& path)
 {
-    wchar_t directory[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(directory, MAX_PATH);
+    const UINT length = ReadSystemDirectory(path);
     if (length == 0) {
         n_trace::Trace(kNoSystemDirectory, L"GetSystemDirectory() returns 0, GetLastError = %d", GetLastError());
         return kSystemDirectoryUnknown;
@@ -48,13 +48,10 @@ int BuildImePath(t_path& path)
         return kSystemDirectoryTooLong;
     }
     if (length + 1 + ARRAYSIZE(kClassicImeFile) - 1 >= MAX_PATH) {
-        n_trace::Trace(L"构造IME文件路径失败", L"buffer overflow: %s%s", static_cast<const wchar_t*>(directory),
-                       kClassicImeFile);
+        n_trace::Trace(L"构造IME文件路径失败", L"buffer overflow: %s%s", path.c_str(), kClassicImeFile);
         return kImePathTooLong;
     }
-    path.assign(directory, length);
-    path += L'\\';
-    path += kClassicImeFile;
+    path << L"\\" << kClassicImeFile;
     return 0;
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/path.h"
 #include "base/singleton.h"
+#include "base/system_directory.h"
 #include "catalogue/hkl_manager.h"
 #include "imereg/keyboard_layout.h"
 #include "launch/process_launcher.h"
@@ -12,9 +13,8 @@ namespace {
 
 void RunRegistration(const wchar_t* switches)
 {
-    wchar_t directory[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(directory, MAX_PATH);
-    if (length == 0 || length + 1 >= MAX_PATH) {
+    t_path directory;
+    if (const UINT length = ReadSystemDirectory(directory); length == 0 || length + 1 >= MAX_PATH) {
         return;
     }
     const t_path module = JoinPath(directory, kTextServiceImeFile);

@@ -6,19 +6,9 @@
 #include <mscat.h>
 #include <softpub.h>
 
-namespace {
+#include "base/system_directory.h"
 
-// Loads a library of the system by its full path, and with the system's folder as the first place where its own
-// libraries are looked for: the program's folder could hold one of the same name.
-t_library LoadSystemLibrary(std::wstring_view name)
-{
-    wchar_t folder[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH) {
-        return {};
-    }
-    return t_library(LoadLibraryExW(JoinPath(folder, name).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-}
+namespace {
 
 template <class Function>
 bool Find(const t_library& library, const char* name, Function& function)

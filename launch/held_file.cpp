@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/ascii_case.h"
+#include "base/system_directory.h"
 #include "base/system_function.h"
 #include "diag/system_error.h"
 
@@ -130,17 +131,14 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
 
 bool t_heldFile::IsInSystemDirectory() const
 {
-    wchar_t text[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(text, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH) {
-        return false;
-    }
-    const t_handle systemDirectory = OpenToIdentify(text);
+    t_path plainSystemPath;
+    ReadSystemDirectory(plainSystemPath);
+    const t_handle systemDirectory = OpenToIdentify(plainSystemPath.c_str());
     t_path systemPath;
     t_path folderPath = realPath;
     folderPath.CutLastComponent();
     // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
-    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), t_path(text), systemPath) ||
+    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), plainSystemPath, systemPath) ||
         !EqualIgnoringCase(folderPath, systemPath)) {
         return false;
     }

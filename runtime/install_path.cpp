@@ -14,8 +14,7 @@ bool ReadModuleDirectory(HMODULE module, t_path& path)
 bool ReadRegisteredPath(t_errorChain& errors, t_path& path)
 {
     t_reg key(HKEY_LOCAL_MACHINE);
-    if (!key.Open(errors, kProductKey, false, false, false) ||
-        !key.ReadString(errors, path, MAX_PATH, L"InstallPath")) {
+    if (!key.Open(errors, kProductKey, t_regAccess::read) || !key.ReadString(errors, path, MAX_PATH, L"InstallPath")) {
         return false;
     }
     if (path.ends_with(L'\\')) {

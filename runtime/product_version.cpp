@@ -36,7 +36,7 @@ bool ReadProductVersion(t_errorChain& errors)
 {
     t_reg key(HKEY_LOCAL_MACHINE);
     t_str text;
-    if (!key.Open(errors, kProductKey, false, false, false)) {
+    if (!key.Open(errors, kProductKey, t_regAccess::read)) {
         return errors.Fail(L"查找安装路径出错");
     }
     if (!key.ReadString(errors, text, kMaxVersionUnits, L"Version")) {
