@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "app/action_lock.h"
 #include "base/os_version.h"
 #include "imereg/keyboard_layout.h"
 #include "imereg/preload.h"
@@ -61,6 +62,7 @@ bool ParseAndDispatch(t_errorChain& errors, wchar_t** arguments, int argumentCou
     if (arguments == nullptr || !ParseActionOptions(argumentCount, arguments, mode)) {
         return errors.Fail(L"%s", L"参数不合法");
     }
+    const t_actionLock lock;
     switch (*mode) {
     case t_actionMode::Install:
         Install();
