@@ -83,7 +83,7 @@ std::uint32_t FindLayoutKlidByImeFile(std::wstring_view imeFile)
     return 0;
 }
 
-LSTATUS UpdateLayoutText(std::uint32_t klid, std::wstring_view text)
+LSTATUS UpdateLayoutText(std::uint32_t klid, const std::wstring& text)
 {
     t_keyHandle layouts;
     if (const LSTATUS result = OpenLayoutsKey(KEY_ALL_ACCESS, layouts); result != ERROR_SUCCESS) {
@@ -98,7 +98,7 @@ LSTATUS UpdateLayoutText(std::uint32_t klid, std::wstring_view text)
     if (result != ERROR_SUCCESS || stored == text) {
         return result;
     }
-    return WriteUnterminatedText(layout.Get(), L"layout text", text);
+    return WriteTerminatedText(layout.Get(), L"layout text", text);
 }
 
 void DeleteLayoutKey(std::uint32_t klid)

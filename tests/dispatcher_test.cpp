@@ -76,7 +76,7 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
     EXPECT_TRUE(errors.IsEmpty());
     open.reset();
     create.reset();
-    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\n") {
+    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\\0\n") {
         steps += L"preload without it; ";
     }
     t_singletonRegistry::Process().DestroyAll();

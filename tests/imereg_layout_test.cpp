@@ -180,7 +180,7 @@ TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
     os.Set(5, 2);
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
     EXPECT_EQ(L"load default_user Default User\\NTUSER.DAT\nunload hive\n", calls);
-    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\n", kText),
+    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\\0\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     EXPECT_EQ(L"00000804 E0200804", Preloaded(HKEY_CURRENT_USER, L""));
 }
@@ -302,7 +302,8 @@ TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
         WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", type, stored.c_str(), bytes);
         const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
         EXPECT_EQ(bytes > 520 ? ERROR_MORE_DATA : ERROR_SUCCESS, UpdateLayoutText(0xE0200804, L"abc"));
-        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\n" : before, DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\\0\n" : before,
+                  DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     }
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
 }
