@@ -6,6 +6,7 @@
 #include "base/number_text.h"
 #include "base/registry_text.h"
 #include "base/trace.h"
+#include "catalogue/language.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ itl::ImmSimpleArray<std::uint32_t> CollectChineseKlids(HKEY layouts)
             continue;
         }
         name[ARRAYSIZE(name) - 1] = L'\0';
-        if (const std::uint32_t klid = ParseHexPrefix(name); LOWORD(klid) == 0x0804) {
+        if (const std::uint32_t klid = ParseHexPrefix(name); LOWORD(klid) == kChinesePrc) {
             klids.push_back(klid);
         }
     }

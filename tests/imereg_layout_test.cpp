@@ -252,7 +252,7 @@ TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
     EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime")) << "a layout of another language does not count";
     EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
     EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
-    EXPECT_EQ(L"unload e0200804\n", calls);
+    EXPECT_EQ(L"unload ffffffffe0200804\n", calls);
     EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     EXPECT_EQ(L"00000804 00000409", Preloaded(HKEY_CURRENT_USER, L""));
     EXPECT_EQ(L"E0200804", Preloaded(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
