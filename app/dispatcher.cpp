@@ -5,6 +5,7 @@
 #include "app/action_lock.h"
 #include "base/os_version.h"
 #include "imereg/keyboard_layout.h"
+#include "imereg/layout_handle.h"
 #include "imereg/preload.h"
 #include "imereg/text_service.h"
 
@@ -41,7 +42,7 @@ void Uninstall()
 void TakeOutOfPreload()
 {
     if (const HKL layout = FindLoadedLayoutByImeFile(kClassicImeFile)) {
-        RemoveFromPreload(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(layout)), HKEY_CURRENT_USER);
+        RemoveFromPreload(KlidOf(layout), HKEY_CURRENT_USER);
     }
 }
 
