@@ -7,6 +7,7 @@
 // nothing, fetches nothing from a network and asks for no revocation, which could hold up an installation for minutes.
 //   file    open
 //   signer  receives the display name of the signer's certificate; empty on failure
-// Returns ERROR_SUCCESS when the signature is valid, the certificate current and its issuer trusted; otherwise the
-// system's code for what is wrong, such as TRUST_E_NOSIGNATURE. Behind it: WinVerifyTrust, looked up at run time.
+// Returns ERROR_SUCCESS when the signature is valid, the certificate current and its root trusted by the machine, not
+// only by the current user; otherwise the system's code for what is wrong, such as TRUST_E_NOSIGNATURE. Behind it:
+// WinVerifyTrust, looked up at run time.
 LONG ReadCodeSigner(const t_heldFile& file, t_str& signer);

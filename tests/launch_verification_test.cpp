@@ -89,6 +89,13 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
 }
 
+// Every user may trust whom he likes, but what runs elevated is not his.
+TEST(VerifyModule, RootOfTheUserDoesNotCount)
+{
+    const t_trustScope trust(false);
+    EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", CERT_E_UNTRUSTEDROOT)));
+}
+
 // The list holds the digests that RFC 1321 publishes and, around the size of one piece, what md5sum says.
 TEST(VerifyModule, ListedDigestCountsUnderItsName)
 {
