@@ -2,6 +2,7 @@
 
 #include "config/cipher.h"
 #include "config/config_text.h"
+#include "config/stored_file.h"
 #include "diag/error_chain.h"
 
 namespace n_config {
@@ -19,12 +20,13 @@ public:
     t_configFile& operator=(const t_configFile&) = delete;
     virtual ~t_configFile() = default;
 
-    // Reads a file of at most 64 MiB. A plain file is UTF-16 behind its mark, UTF-8 with or without one, or else code
+    // Reads a file. A plain file is UTF-16 behind its mark, UTF-8 with or without one, or else code
     // page 936. Lines that are no comment, header or key line are left out.
-    //   path  not null
+    //   path      not null
+    //   maxBytes  a larger file fails
     // On failure the text is empty, every item has its default, and the chain has "无法打开ini文件", "无法读取ini文件",
     // "无法读取ini文件:分配内存失败" or "无法解析ini文件", behind the system error where there is one.
-    bool Load(t_errorChain& errors, const wchar_t* path);
+    bool Load(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes = kMaxFileBytes);
 
     // Writes the items into the text and stores it, at most 64 MiB. The file has its old content until the new one is
     // complete; it is replaced and not rewritten, so its owner and its other names stay behind.
@@ -44,7 +46,7 @@ protected:
     virtual void WriteItems() {}
 
 private:
-    bool ReadText(t_errorChain& errors, const wchar_t* path);
+    bool ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes);
     bool Encode(t_errorChain& errors, std::string& bytes);
 
     t_cipher* cipher;

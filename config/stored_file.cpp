@@ -124,7 +124,7 @@ private:
 
 } // namespace
 
-bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes)
+bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes)
 {
     const t_handle file = MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
                                                      OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
@@ -135,7 +135,7 @@ bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& byte
     if (!GetFileSizeEx(file.Get(), &size)) {
         return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
     }
-    if (size.QuadPart > static_cast<LONGLONG>(kMaxFileBytes)) {
+    if (size.QuadPart > static_cast<LONGLONG>(maxBytes)) {
         return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"无法读取ini文件");
     }
     try {

@@ -12,11 +12,12 @@ namespace n_config {
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 // Reads a whole file.
-//   path   not null
-//   bytes  receives the content
+//   path      not null
+//   bytes     receives the content
+//   maxBytes  a larger file fails
 // On failure appends the system error and "无法打开ini文件", "无法读取ini文件" or "无法读取ini文件:分配内存失败".
 // Behind it: CreateFileW, GetFileSizeEx, ReadFile.
-bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes);
+bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes);
 
 // Gives a file new content, or creates it. The bytes are written to a new file beside it, which then takes its name in
 // one step: whatever happens in between, the file has either its old or its new content. It keeps its access list; its
