@@ -16,22 +16,50 @@ namespace {
 // Network redirectors before Vista refuse to move more than 64 MB in one call.
 constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
 
-bool ReadBytes(HANDLE file, std::string& bytes)
+// Virus scanners, search indexers and programs that store the file themselves hold it for moments.
+constexpr int kPauses = 4;
+constexpr DWORD kPauseMilliseconds = 30;
+
+// Makes a call that returns a system error code, a few times as long as the code may come from somebody who holds the
+// file. Access is denied for that, too: to a replacement of a file that is open, and to one that is being deleted.
+template <class Call>
+DWORD RetryWhileHeld(Call call)
 {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
+    DWORD code = call();
+    for (int pause = 0; pause < kPauses && (code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED); ++pause) {
+        Sleep(kPauseMilliseconds);
+        code = call();
+    }
+    return code;
+}
+
+// Reads a file from its beginning to its end. Returns a system error code.
+DWORD ReadWhole(HANDLE file, std::string& bytes)
+{
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file, &size)) {
+        return GetLastError();
+    }
+    if (size.QuadPart > static_cast<LONGLONG>(kMaxFileBytes)) {
+        return ERROR_FILE_TOO_LARGE;
+    }
+    bytes.resize(static_cast<std::size_t>(size.QuadPart));
+    for (std::size_t done = 0; done < bytes.size();) {
         DWORD moved = 0;
         const DWORD chunk = static_cast<DWORD>(std::min(bytes.size() - done, kChunkBytes));
         if (!ReadFile(file, bytes.data() + done, chunk, &moved, nullptr)) {
-            return false;
+            return GetLastError();
         }
         if (moved == 0) {
-            SetLastError(ERROR_HANDLE_EOF); // the file was cut since its size was read
-            return false;
+            return ERROR_SHARING_VIOLATION; // cut since its size was read, by somebody who is writing it
         }
         done += moved;
     }
-    return true;
+    LARGE_INTEGER sizeNow{};
+    if (!GetFileSizeEx(file, &sizeNow)) {
+        return GetLastError();
+    }
+    return sizeNow.QuadPart == size.QuadPart ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
 }
 
 bool WriteBytes(HANDLE file, std::string_view bytes)
@@ -126,27 +154,21 @@ private:
 
 bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes)
 {
-    const t_handle file = MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                                     OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!file) {
-        return FailWithSystemError(errors, GetLastError(), L"无法打开ini文件");
-    }
-    LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.Get(), &size)) {
-        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
-    }
-    if (size.QuadPart > static_cast<LONGLONG>(kMaxFileBytes)) {
-        return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"无法读取ini文件");
-    }
     try {
-        bytes.resize(static_cast<std::size_t>(size.QuadPart));
+        bool opened = false;
+        const DWORD code = RetryWhileHeld([&] {
+            // A program that has the file open for writing keeps nobody from reading it.
+            const t_handle file =
+                MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                           nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+            opened = static_cast<bool>(file);
+            return opened ? ReadWhole(file.Get(), bytes) : GetLastError();
+        });
+        return code == ERROR_SUCCESS ||
+               FailWithSystemError(errors, code, opened ? L"无法读取ini文件" : L"无法打开ini文件");
     } catch (const std::bad_alloc&) {
         return FailWithSystemError(errors, ERROR_NOT_ENOUGH_MEMORY, L"无法读取ini文件:分配内存失败");
     }
-    if (!ReadBytes(file.Get(), bytes)) {
-        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
-    }
-    return true;
 }
 
 bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes)

@@ -11,7 +11,8 @@ namespace n_config {
 // user can write.
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
-// Reads a whole file.
+// Reads a whole file, also one that another program has open for writing. One that cannot be opened or changes its
+// length meanwhile is tried again for an eighth of a second.
 //   path   not null
 //   bytes  receives the content
 // On failure appends the system error and "无法打开ini文件", "无法读取ini文件" or "无法读取ini文件:分配内存失败".

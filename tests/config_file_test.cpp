@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 #include "base/handles.h"
 #include "config/runtime_file.h"
@@ -16,6 +17,24 @@
 namespace n_config {
 
 using namespace std::literals;
+
+// Another program that has a file open, and closes it at a pause of whoever waits for that.
+struct t_holder
+{
+    t_holder(const std::wstring& path, DWORD access, DWORD share, int closeAt = 0)
+        : file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr))),
+          sleep("Sleep", [this, closeAt](DWORD milliseconds) {
+              waited += milliseconds;
+              if (sleep.calls == closeAt) {
+                  file.Reset();
+              }
+          })
+    {
+    }
+    t_handle file;
+    DWORD waited = 0;
+    ImmImportPatch<decltype(&Sleep)> sleep;
+};
 
 class ConfigFile : public testing::Test
 {
@@ -70,6 +89,44 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
     EXPECT_EQ(L"系统错误8|无法读取ini文件:分配内存失败", LoadError());
     largest = 3 << 19; // enough for the bytes, not for their text
     EXPECT_EQ(L"无法解析ini文件", LoadError());
+}
+
+TEST_F(ConfigFile, ReadsBesideAWriterAndWaitsForAnOwner)
+{
+    Store("[a]\nk=v\n");
+    for (const auto& [access, share, closeAt, pauses, error] :
+         {std::tuple{GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, 0, 0, L""},
+          {GENERIC_READ, 0, 2, 2, L""},
+          {GENERIC_READ, 0, 0, 4, L"系统错误32|无法打开ini文件"}}) {
+        t_holder holder(path, static_cast<DWORD>(access), static_cast<DWORD>(share), closeAt);
+        t_configFile file;
+        errors.Clear();
+        EXPECT_EQ(*error == L'\0', file.Load(errors, path.c_str()));
+        EXPECT_EQ(error, Entries(errors));
+        EXPECT_EQ(pauses, holder.sleep.calls);
+        EXPECT_LT(holder.waited, 500u);
+    }
+    // A length that changes while the file is read.
+    std::vector<std::string> stored; // the last one next
+    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
+    ImmImportPatch<decltype(&ReadFile)> read("ReadFile", [&](auto... arguments) {
+        if (!stored.empty()) {
+            Store(stored.back());
+            stored.pop_back();
+        }
+        return read.Original(arguments...);
+    });
+    for (const char* const before : {"[a]", "[a]\nk=v\n[b]"}) {
+        Store(before);
+        stored = {"[a]\nk=v"};
+        t_configFile file;
+        EXPECT_TRUE(file.Load(errors, path.c_str()));
+        EXPECT_EQ(L"[a]\r\nk=v\r\n", file.Text().Render());
+    }
+    for (std::size_t length = 1; length < 10; ++length) {
+        stored.emplace_back(length, ';');
+    }
+    EXPECT_EQ(L"系统错误32|无法读取ini文件", LoadError());
 }
 
 TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
