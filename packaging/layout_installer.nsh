@@ -14,6 +14,7 @@ Function ${UN}RunLayoutInstaller
   ClearErrors
   ExecWait '"$INSTDIR\TarvoLayout.exe" $0' $3
   ${If} ${Errors}
+    SetErrors ; the question takes the flag back
     Return
   ${EndIf}
   ${If} $2 <> 0

@@ -195,7 +195,9 @@ Section
   WriteRegDWORD HKLM "${ENTRY_KEY}" "NoRepair" 1
   WriteRegDWORD HKLM "${ENTRY_KEY}" "VersionMajor" ${PRODUCT_VERSION_MAJOR}
   WriteRegDWORD HKLM "${ENTRY_KEY}" "VersionMinor" ${PRODUCT_VERSION_MINOR}
-  SectionGetSize 0 $0 ; in KiB
+  SectionGetSize 0 $0 ; in KiB, but for the uninstaller
+  ${GetSize} $INSTDIR "/M=Uninstall.exe /S=0K /G=0" $1 $2 $3
+  IntOp $0 $0 + $1
   WriteRegDWORD HKLM "${ENTRY_KEY}" "EstimatedSize" $0
 
   Push "--install"
