@@ -216,6 +216,7 @@ bool t_reg::ReadString(t_errorChain& errors, t_str& text, DWORD maxCharacters, c
 
 bool t_reg::WriteString(t_errorChain& errors, std::wstring_view text, const wchar_t* valueName)
 {
+    // The product's strings go by their stored size, which is that of the characters: ReadString needs no terminator.
     return WriteStatus(errors, WriteUnterminatedText(handle.Get(), valueName, text), valueName);
 }
 

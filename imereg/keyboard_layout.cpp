@@ -11,6 +11,7 @@
 #include "base/system_directory.h"
 #include "base/trace.h"
 #include "catalogue/hkl_manager.h"
+#include "imereg/layout_handle.h"
 #include "imereg/layout_keys.h"
 #include "imereg/preload.h"
 #include "imereg/user_hives.h"
@@ -18,22 +19,10 @@
 namespace {
 
 constexpr DWORD kLanguageMask = 0x0000FFFF;
-constexpr DWORD kChineseLanguage = 0x00000804;
 
 constexpr wchar_t kNoSystemDirectory[] = L"取系统目录失败";
 
 using t_globalMemory = ImmUnique<HGLOBAL, &GlobalFree>;
-
-// For IME layouts handle and KLID are the same 32-bit number; the system extends the handle's sign.
-std::uint32_t KlidOf(HKL layout)
-{
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(layout));
-}
-
-HKL HandleOf(std::uint32_t klid)
-{
-    return reinterpret_cast<HKL>(std::uintptr_t{klid});
-}
 
 // The full path of the classic IME file. Returns 0 or a status code.
 int BuildImePath(t_path& path)
@@ -90,7 +79,7 @@ int ProvideLayout(const t_path& imePath, const wchar_t* layoutText, std::uint32_
     }
     // Taken at once: the look-ups below make system calls of their own.
     const DWORD installError = GetLastError();
-    klid = FindCatalogued(FileNamePart(imePath), kLanguageMask, kChineseLanguage);
+    klid = FindCatalogued(FileNamePart(imePath), kLanguageMask, kChinesePrc);
     if (klid != 0) {
         return 0;
     }

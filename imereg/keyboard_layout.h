@@ -2,13 +2,14 @@
 
 #include <windows.h>
 
+#include "catalogue/language.h"
 #include "catalogue/product_ime_file.h"
 
 // The classic layout of the input method: installing and removing it by its IME file.
 
 // Among the layouts of an IME file: IME layouts for Chinese (PRC).
 inline constexpr DWORD kChineseImeMask = 0xF000FFFF;
-inline constexpr DWORD kChineseImeValue = 0xE0000804;
+inline constexpr DWORD kChineseImeValue = 0xE0000000 | kChinesePrc;
 
 inline constexpr int kSystemDirectoryUnknown = -248;
 inline constexpr int kSystemDirectoryTooLong = -254;

@@ -36,13 +36,13 @@ t_preloadSlots ReadSlots(HKEY preload)
     return slots;
 }
 
-// Writes every slot as eight digits without a terminator. Returns the status of the last write.
+// Writes every slot with a stated length of eight digits. Returns the status of the last write.
 LSTATUS WriteSlots(HKEY preload, const t_preloadSlots& slots)
 {
     LSTATUS result = ERROR_SUCCESS;
     for (std::size_t i = 0; i < slots.Count(); ++i) {
         const t_str name = FormatStr(L"%d", static_cast<int>(i + 1));
-        result = WriteUnterminatedText(preload, name.c_str(), slots.Slot(i));
+        result = WriteTerminatedText(preload, name.c_str(), slots.Slot(i));
     }
     return result;
 }
@@ -129,6 +129,6 @@ void WritePreloadMap(HKEY hive, const t_preloadMap& map)
     int position = 0;
     for (const auto& [storedPosition, klid] : map) {
         const t_str name = FormatStr(L"%d", ++position);
-        WriteUnterminatedText(preload.Get(), name.c_str(), FormatStr(L"%08x", klid));
+        WriteTerminatedText(preload.Get(), name.c_str(), FormatStr(L"%08x", klid));
     }
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <string_view>
 
 #include "base/str.h"
@@ -29,9 +30,9 @@ public:
     // Puts the KLID, in upper-case digits, behind the counted slots. Returns false when the table has no room.
     bool Append(std::uint32_t klid);
 
-    // The eight units of a counted slot, all 0 where nothing was placed. The first belongs to value "1".
+    // The eight units of a counted slot: a text shorter than that is filled up with 0. The first belongs to value "1".
     std::size_t Count() const { return count; }
-    std::wstring_view Slot(std::size_t index) const { return {slots[index].data(), kDigits}; }
+    std::wstring Slot(std::size_t index) const { return {slots[index].data(), kDigits}; }
 
 private:
     std::array<std::array<wchar_t, kDigits + 1>, kSlots> slots = {};

@@ -56,7 +56,7 @@ void AddToSortOrder(std::uint32_t klid, HKEY hive)
     }
     // Null identifiers mark a plain keyboard layout; a text-service profile would have its own.
     const t_str nullGuid = FormatGuid(t_guid{});
-    WriteUnterminatedText(item.Get(), L"CLSID", nullGuid);
-    WriteUnterminatedText(item.Get(), L"Profile", nullGuid);
+    WriteTerminatedText(item.Get(), L"CLSID", nullGuid);
+    WriteTerminatedText(item.Get(), L"Profile", nullGuid);
     RegSetValueExW(item.Get(), L"KeyboardLayout", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&klid), sizeof(klid));
 }

@@ -76,7 +76,7 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
     EXPECT_TRUE(errors.IsEmpty());
     open.reset();
     create.reset();
-    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\n") {
+    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\\0\n") {
         steps += L"preload without it; ";
     }
     t_singletonRegistry::Process().DestroyAll();
@@ -89,9 +89,10 @@ TEST(Dispatcher, EachModeRunsItsStepsOnEachSystem)
 {
     constexpr wchar_t kNew[] = L"install 中文(简体) - 塔沃拼音输入法; ";
     constexpr wchar_t kOld[] = L"install 中文 (简体) - 塔沃拼音输入法; ";
-    constexpr wchar_t kService[] = L"unload e0200804; /s TarvoTSF.ime; preload without it; ";
-    constexpr wchar_t kNoService[] = L"unload e0210804; /s /u TarvoTSF.ime; unload e0200804; preload without it; ";
-    constexpr wchar_t kNoClassic[] = L"unload e0200804; preload without it; ";
+    constexpr wchar_t kService[] = L"unload ffffffffe0200804; /s TarvoTSF.ime; preload without it; ";
+    constexpr wchar_t kNoService[] =
+        L"unload ffffffffe0210804; /s /u TarvoTSF.ime; unload ffffffffe0200804; preload without it; ";
+    constexpr wchar_t kNoClassic[] = L"unload ffffffffe0200804; preload without it; ";
     struct t_case
     {
         WORD major, minor;
