@@ -30,8 +30,9 @@ bool ReadSessionText(WTS_INFO_CLASS kind, t_str& text)
     return true;
 }
 
-// The security identifier of an account as text. Sets the last error on failure.
-bool ReadAccountSid(const t_str& account, t_str& sidText)
+// The security identifier of a user as text. A name may also be that of a group, a domain or the machine, which have no
+// hive. Sets the last error on failure.
+bool ReadUserSid(const t_str& account, t_str& sidText)
 {
     wchar_t domain[1024];
     DWORD domainLength = ARRAYSIZE(domain);
@@ -44,8 +45,14 @@ bool ReadAccountSid(const t_str& account, t_str& sidText)
     const auto sid = std::make_unique<BYTE[]>(size);
     domainLength = ARRAYSIZE(domain);
     wchar_t* text = nullptr;
-    if (!LookupAccountNameW(nullptr, account.c_str(), sid.get(), &size, domain, &domainLength, &use) ||
-        !ConvertSidToStringSidW(sid.get(), &text)) {
+    if (!LookupAccountNameW(nullptr, account.c_str(), sid.get(), &size, domain, &domainLength, &use)) {
+        return false;
+    }
+    if (use != SidTypeUser) {
+        SetLastError(ERROR_NONE_MAPPED);
+        return false;
+    }
+    if (!ConvertSidToStringSidW(sid.get(), &text)) {
         return false;
     }
     const t_localMemory owner(text);
@@ -98,7 +105,7 @@ bool ReadCurrentSession(t_errorChain& errors, t_session& session)
     // A bare name means a local account of that name first, so the domain's comes before it.
     for (const t_str& account : {domain.empty() ? name : FormatStr(L"%s\\%s", domain.c_str(), name.c_str()), name}) {
         session.user = account;
-        if (ReadAccountSid(account, session.userSid)) {
+        if (ReadUserSid(account, session.userSid)) {
             return true;
         }
     }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "base/loaded_modules.h"
+#include "base/path.h"
 #include "base/pending_list.h"
 #include "base/simple_array.h"
 #include "base/str.h"
@@ -39,7 +40,7 @@ struct t_system
 // A path and where it came from.
 struct t_place
 {
-    t_str path;
+    t_path path;
     t_str source;
 };
 
