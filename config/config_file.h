@@ -29,12 +29,14 @@ public:
     bool Load(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes = kMaxFileBytes);
 
     // Writes the items into the text and stores it, at most 64 MiB. The file has its old content until the new one is
-    // complete; it is replaced and not rewritten, so its owner and its other names stay behind.
+    // complete; it is replaced and not rewritten, so its owner and its other names stay behind. Where the folder's
+    // rights refuse that, it is written into while another file keeps its old content (see ReplaceStoredFile).
     //   path  not null
     // Refused after a Load that failed on a file which is there: the defaults would take the place of its content.
     // On failure the stored file is as it was, but for its attributes, and the chain has "保存ini文件失败:转换失败"
     // when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher refuses, or the system error and
-    // "保存ini文件失败:" with the path. Behind it: CreateFileW, WriteFile, MoveFileExW.
+    // "保存ini文件失败:" with the path; behind them, when the old content could not be put back, "旧内容保存在:" with
+    // the path of the file that keeps it. Behind it: CreateFileW, WriteFile, MoveFileExW.
     bool Save(t_errorChain& errors, const wchar_t* path);
 
     t_configText& Text() { return text; }
