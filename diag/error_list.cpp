@@ -85,7 +85,7 @@ bool t_errorList::MarkAllRead(t_errorChain& errors)
 
 bool t_errorList::Contains(const wchar_t* text) const
 {
-    t_errorChain discarded;
+    t_errorChain discarded(t_errorChain::kDiscarding);
     bool found = false;
     Access(discarded, memory, [&](t_errorListLayout list) { return list.Contains(text, found); });
     return found;
