@@ -25,7 +25,7 @@ void t_mutex::SetName(const wchar_t* newName)
         }
     }
     formed += given;
-    lstrcpynW(name, formed.c_str(), ARRAYSIZE(name));
+    CopyCut(name, formed);
 }
 
 bool t_mutex::Create(t_errorChain& errors, const wchar_t* newName)

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -53,4 +54,11 @@ t_str FormatStr(const wchar_t* format, Args... arguments)
     t_str text;
     text.AppendFormat(format, arguments...);
     return text;
+}
+
+// Copies a text into a fixed buffer, cut to what it holds and always terminated.
+template <class Char, std::size_t units>
+void CopyCut(Char (&buffer)[units], std::type_identity_t<std::basic_string_view<Char>> text)
+{
+    buffer[text.copy(buffer, units - 1)] = Char{};
 }

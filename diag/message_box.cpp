@@ -66,7 +66,7 @@ void ShowMessageBoxAsync(t_errorChain& chain, HWND owner, const wchar_t* caption
         return;
     }
     block.Get()->owner = owner;
-    lstrcpynW(block.Get()->caption, caption != nullptr ? caption : kErrorCaption, ARRAYSIZE(block.Get()->caption));
+    CopyCut(block.Get()->caption, caption != nullptr ? caption : kErrorCaption);
     JoinLines(chain, block.Get()->text, withProcessName);
     if (block.Get()->text[0] == L'\0') {
         return;
