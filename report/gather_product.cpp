@@ -111,7 +111,7 @@ void ReadSettings(t_runtime& runtime, t_product& product)
 t_product GatherProduct(t_runtime& runtime, const t_pendingOperations& queued)
 {
     t_product product;
-    product.version = ProductVersion().text;
+    product.version = runtime.ProductVersion().text;
     product.build = runtime.BuildNumber();
     product.installPath = InstallPlace(runtime);
     product.dataPath = {runtime.DataPath(), L"the install path"};

@@ -2,7 +2,6 @@
 
 #include "base/module_path.h"
 #include "base/reg.h"
-#include "runtime/product_version.h"
 
 namespace {
 
@@ -23,10 +22,10 @@ bool ReadRegisteredPath(t_errorChain& errors, t_path& path)
     return !path.empty();
 }
 
-bool Find(t_errorChain& errors, std::uint32_t mode, t_path& path)
+bool Find(t_errorChain& errors, std::uint32_t mode, t_path& path, t_productVersion& version)
 {
     if (mode >= 1 && mode <= 4) {
-        ReadProductVersion(errors);
+        ReadProductVersion(errors, version);
     }
     switch (mode) {
     case 0:
@@ -45,9 +44,9 @@ bool Find(t_errorChain& errors, std::uint32_t mode, t_path& path)
 
 } // namespace
 
-bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path)
+bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path, t_productVersion& version)
 {
-    if (mode > 6 || Find(errors, mode, path)) {
+    if (mode > 6 || Find(errors, mode, path, version)) {
         return true;
     }
     path.clear();

@@ -4,6 +4,7 @@
 
 #include "base/path.h"
 #include "diag/error_chain.h"
+#include "runtime/product_version.h"
 
 // Finds the directory of the installation, without a trailing backslash.
 //   mode  0         the directory of the module that holds the base library
@@ -12,7 +13,8 @@
 //         3         reads the product's version; what the key says and nothing else
 //         5, 6      the directory of the running program
 //         others    nothing is done
-//   path  receives the directory; empty on failure, unchanged when nothing is done
+//   path     receives the directory; empty on failure, unchanged when nothing is done
+//   version  receives the product's version where it is read
 // A version that cannot be read is reported and is no failure. Fails, after appending "查找安装路径出错", when the
 // directory cannot be had.
-bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path);
+bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path, t_productVersion& version);

@@ -21,18 +21,12 @@ void StoreCp936(const wchar_t* text, char (&stored)[t_productVersion::kUnits])
         }
         length = next;
     }
-    lstrcpynA(stored, converted, static_cast<int>(length) + 1);
+    CopyCut(stored, std::string_view(converted, length));
 }
 
 } // namespace
 
-t_productVersion& ProductVersion()
-{
-    static t_productVersion version;
-    return version;
-}
-
-bool ReadProductVersion(t_errorChain& errors)
+bool ReadProductVersion(t_errorChain& errors, t_productVersion& version)
 {
     t_reg key(HKEY_LOCAL_MACHINE);
     t_str text;
@@ -42,10 +36,9 @@ bool ReadProductVersion(t_errorChain& errors)
     if (!key.ReadString(errors, text, kMaxVersionUnits, L"Version")) {
         return errors.Fail(L"查找版本号出错");
     }
-    t_productVersion& version = ProductVersion();
-    lstrcpynW(version.text, text.c_str(), t_productVersion::kUnits);
+    CopyCut(version.text, text);
     StoreCp936(version.text, version.textCp936);
     const std::size_t dot = text.rfind(L'.');
-    lstrcpynW(version.buildNumber, dot == t_str::npos ? L"" : text.c_str() + dot + 1, t_productVersion::kUnits);
+    CopyCut(version.buildNumber, dot == t_str::npos ? L"" : text.c_str() + dot + 1);
     return true;
 }

@@ -9,7 +9,6 @@
 #include "runtime/host_program.h"
 #include "runtime/install_path.h"
 #include "runtime/os_version_sources.h"
-#include "runtime/product_version.h"
 #include "runtime/user_paths.h"
 
 namespace {
@@ -39,7 +38,6 @@ bool t_runtime::Initialise(t_errorChain& errors)
     if (initialised) {
         return true;
     }
-    ProductVersion() = {};
     ReadSafeMode();
     bool succeeded = SetInstallPath(errors);
     succeeded = SetTempPath(errors) && succeeded;
@@ -65,8 +63,11 @@ void t_runtime::ReadSafeMode()
 bool t_runtime::SetInstallPath(t_errorChain& errors)
 {
     const t_perfSection perf(t_perfKind::section, L"initruntime_installpath");
-    dataPath.clear(); // follows the install path
-    return FindInstallPath(errors, installPathMode, installPath);
+    t_productVersion read;
+    const bool found = FindInstallPath(errors, installPathMode, installPath, read);
+    productVersion = read;
+    dataPath = installPath.empty() ? t_path() : JoinPath(installPath, L"Data");
+    return found;
 }
 
 bool t_runtime::SetTempPath(t_errorChain& errors)
@@ -108,18 +109,18 @@ bool t_runtime::SetUserPaths(t_errorChain& errors)
     if (!FindUserPath(errors, localLowPath, userPath)) {
         return false;
     }
-    lstrcpynW(userPathHash, FormatStr(L"%x", ElfHash(userPath)).c_str(), ARRAYSIZE(userPathHash));
+    CopyCut(userPathHash, FormatStr(L"%x", ElfHash(userPath)));
     return true;
 }
 
 void t_runtime::SetBuildNumber()
 {
     const t_perfSection perf(t_perfKind::section, L"initruntime_SetBuildNo");
-    auto& known = ProductVersion().buildNumber;
+    auto& known = productVersion.buildNumber;
     if (known[0] == L'\0') {
-        lstrcpynW(known, FormatStr(L"%04d", ReadProgramBuild()).c_str(), ARRAYSIZE(known));
+        CopyCut(known, FormatStr(L"%04d", ReadProgramBuild()));
     }
-    lstrcpynW(buildNumber, known, ARRAYSIZE(buildNumber));
+    CopyCut(buildNumber, known);
 }
 
 void t_runtime::SetCommandLine()
@@ -184,21 +185,13 @@ void t_runtime::JudgeHost()
     knownHostApplication = IsKnownHostApplication(ProcessShortName());
 }
 
-const t_path& t_runtime::DataPath()
-{
-    if (dataPath.empty() && !installPath.empty()) {
-        dataPath = JoinPath(installPath, L"Data");
-    }
-    return dataPath;
-}
-
-bool t_runtime::GetDataFilePaths(t_path& configFile, t_path& globalData)
+bool t_runtime::GetDataFilePaths(t_path& configFile, t_path& globalData) const
 {
     configFile.clear();
     globalData.clear();
-    if (!DataPath().empty()) {
-        configFile = JoinPath(DataPath(), L"runtime.ini");
-        globalData = JoinPath(DataPath(), L"tvim_gl.bin");
+    if (!dataPath.empty()) {
+        configFile = JoinPath(dataPath, L"runtime.ini");
+        globalData = JoinPath(dataPath, L"tvim_gl.bin");
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include "base/path.h"
 #include "base/safe_api.h"
 #include "config/runtime_file.h"
+#include "runtime/product_version.h"
 
 // The process's record of where and how it runs. There is one, ImmSingleton<t_runtime>::Instance(); the program fills
 // it from its main thread with Initialise before anything else reads it. Until then every field is empty or false.
@@ -35,7 +36,7 @@ public:
 
     // The files of the data directory: the runtime's configuration, and the data that all users share. Both are left
     // empty, which is no failure, while the data directory is not known.
-    bool GetDataFilePaths(t_path& configFile, t_path& globalData);
+    bool GetDataFilePaths(t_path& configFile, t_path& globalData) const;
 
     // What the system is; see t_osFlags in runtime/os_flags.h.
     bool OldSystem() const { return oldSystem; }
@@ -47,7 +48,7 @@ public:
 
     // Directories, without a trailing backslash.
     const t_path& InstallPath() const { return installPath; }
-    const t_path& DataPath();
+    const t_path& DataPath() const { return dataPath; }
     const t_path& TempPath() const { return tempPath; }
     const t_path& AppDataPath() const { return appDataPath; }
     const t_path& UserPath() const { return userPath; }
@@ -55,6 +56,10 @@ public:
 
     // The ELF hash of UserPath in lower-case hexadecimal.
     const wchar_t* UserPathHash() const { return userPathHash; }
+
+    // The installed product's version, where the mode reads it, and its last component, or else that of the running
+    // program's version.
+    const t_productVersion& ProductVersion() const { return productVersion; }
     const wchar_t* BuildNumber() const { return buildNumber; }
 
     const t_str& CommandLineText() const { return commandLine; }
@@ -112,6 +117,7 @@ private:
     bool ignoreCancel = false;
     bool shellHost = false;
     bool knownHostApplication = false;
+    t_productVersion productVersion;
     t_safeApiTable safeApi;
     std::optional<n_config::t_configRuntimeFile> config;
     const n_config::t_configRuntimeFile::t_item* processItem = nullptr;

@@ -8,7 +8,6 @@
 #include <map>
 
 #include "runtime/os_flags.h"
-#include "runtime/product_version.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/scratch_directory.h"
@@ -138,8 +137,8 @@ TEST_F(Runtime, VersionTexts)
         t_runtime each;
         EXPECT_TRUE(Initialise(each, 1));
         EXPECT_EQ(std::tuple(build, entries, bytesCp936, bytesCp936 == 0 ? L"" : stored),
-                  std::tuple(each.BuildNumber(), Entries(errors), std::string(ProductVersion().textCp936).size(),
-                             ProductVersion().text));
+                  std::tuple(each.BuildNumber(), Entries(errors), std::string(each.ProductVersion().textCp936).size(),
+                             each.ProductVersion().text));
     }
 }
 
@@ -167,7 +166,9 @@ TEST_F(Runtime, FailedStepsStopNothingAndMayBeRepeated)
         ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [](auto...) { return SetLastError(5), 0; });
         ImmImportPatch<decltype(&SHGetFolderPathW)> folder("SHGetFolderPathW", [](auto...) { return E_FAIL; });
         programPath.assign(260, L'x');
-        EXPECT_FALSE(Initialise(runtime));
+        WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
+        EXPECT_FALSE(Initialise(runtime, 1));
+        EXPECT_STREQ(L"1234", runtime.BuildNumber());
         EXPECT_EQ(L"查找系统临时目录出错:5|系统错误-2147467259|SHGetFolderPath失败: "
                   L"26|调用GetModuleFileName()失败|t_runtime初始化失败",
                   Entries(errors));
@@ -175,7 +176,9 @@ TEST_F(Runtime, FailedStepsStopNothingAndMayBeRepeated)
         EXPECT_EQ(GetCommandLineW(), runtime.CommandLineText());
     }
     programPath = L"C:\\a.exe";
-    EXPECT_TRUE(Initialise(runtime));
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
+    EXPECT_TRUE(Initialise(runtime, 1));
+    EXPECT_STREQ(L"0007", runtime.BuildNumber());
     EXPECT_EQ(L"c:", runtime.ProcessDirectory());
 }
 
