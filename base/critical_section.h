@@ -13,10 +13,10 @@ public:
     //   newName  label, formed by the rule of t_mutex::Create; may be null
     // On failure appends "创建CriticalSection失败:" with the name and the system's code.
     // Behind it: InitializeCriticalSectionAndSpinCount.
-    bool Create(t_errorChain& errors, const wchar_t* newName) override;
+    [[nodiscard]] bool Create(t_errorChain& errors, const wchar_t* newName) override;
     void Close() override;
     bool IsCreated() const override { return initialised; }
-    bool DoLock(t_errorChain& errors) override;
+    [[nodiscard]] bool DoLock(t_errorChain& errors) override;
     void DoUnlock() override;
 
 private:

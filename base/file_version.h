@@ -7,4 +7,4 @@
 //   info  receives the copy; unchanged on failure
 // Returns false when the file has no version resource or cannot be read. Behind it: GetFileVersionInfoSizeW,
 // GetFileVersionInfoW, VerQueryValueW.
-bool ReadFileVersion(const wchar_t* path, VS_FIXEDFILEINFO& info);
+[[nodiscard]] bool ReadFileVersion(const wchar_t* path, VS_FIXEDFILEINFO& info);

@@ -16,10 +16,10 @@ public:
 
     // Takes a lock and remembers it; one that was held before is given back first. The lock must outlive this object.
     // Fails with what t_mutex::Lock appends.
-    bool Lock(t_errorChain& errors, t_mutex& lock);
+    [[nodiscard]] bool Lock(t_errorChain& errors, t_mutex& lock);
 
     // Takes the lock given to the constructor; appends "null lock" when that is null.
-    bool Lock(t_errorChain& errors);
+    [[nodiscard]] bool Lock(t_errorChain& errors);
 
     // Gives the remembered lock back, if there is one.
     void Release();

@@ -20,20 +20,20 @@ public:
     //   newName  any name: the prefix "Local\" is added, or reduced to one of two, and the result is cut to 259
     //            characters; null or empty makes a mutex that is private to this object
     // On failure appends the system error and "互斥量创建失败：" with the name. Behind it: OpenMutexW, CreateMutexW.
-    virtual bool Create(t_errorChain& errors, const wchar_t* newName);
+    [[nodiscard]] virtual bool Create(t_errorChain& errors, const wchar_t* newName);
 
     virtual void Close() { handle.Reset(); }
     virtual bool IsCreated() const { return static_cast<bool>(handle); }
 
     // Takes the lock, waiting without limit. A lock abandoned by a process that died counts as taken; what it guards is
     // not repaired. On failure appends what the wait said. Behind it: WaitForSingleObject.
-    virtual bool DoLock(t_errorChain& errors);
+    [[nodiscard]] virtual bool DoLock(t_errorChain& errors);
 
     // Gives the lock back. Behind it: ReleaseMutex.
     virtual void DoUnlock();
 
     // Takes the lock; fails with "t_mutex::Lock 未初始化" when Create has not succeeded.
-    bool Lock(t_errorChain& errors);
+    [[nodiscard]] bool Lock(t_errorChain& errors);
 
     void Unlock();
 

@@ -17,7 +17,7 @@ class t_perfSection
 {
 public:
     //   name  a literal; not null
-    t_perfSection(t_perfKind kind, const wchar_t* name);
+    [[nodiscard]] t_perfSection(t_perfKind kind, const wchar_t* name);
     ~t_perfSection();
     t_perfSection(const t_perfSection&) = delete;
     t_perfSection& operator=(const t_perfSection&) = delete;

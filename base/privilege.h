@@ -14,7 +14,7 @@ class t_enabledPrivilege
 {
 public:
     //   name  such as "SeRestorePrivilege"; not null
-    explicit t_enabledPrivilege(const wchar_t* name);
+    [[nodiscard]] explicit t_enabledPrivilege(const wchar_t* name);
     t_enabledPrivilege(const t_enabledPrivilege&) = delete;
     t_enabledPrivilege& operator=(const t_enabledPrivilege&) = delete;
     ~t_enabledPrivilege();

@@ -20,7 +20,7 @@ public:
     //   bytes  size of the block behind its header
     // On failure leaves the object as it was and appends the system error and the name, or, when the block is not what
     // it should be, "共享内存格式不符：" with the name. Behind it: OpenFileMappingW, CreateFileMappingW, MapViewOfFile.
-    bool Open(t_errorChain& errors, const wchar_t* name, std::uint32_t bytes);
+    [[nodiscard]] bool Open(t_errorChain& errors, const wchar_t* name, std::uint32_t bytes);
 
     // The block behind its header, aligned to four bytes; null before Open.
     void* Data() const { return view ? static_cast<BYTE*>(view.Get()) + kHeaderBytes : nullptr; }

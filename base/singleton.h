@@ -36,7 +36,7 @@ public:
     // The lock under which objects are looked up, made and registered. It is recursive, since making one singleton may
     // ask for another. Outside the locked phase, at process exit, it locks nothing:
     // threads that use singletons must have ended then.
-    std::unique_lock<std::recursive_mutex> Lock();
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> Lock();
 
     // The object registered under the name, or null. The name is compared as text.
     t_singletonObject* Find(const char* name) const;
@@ -45,7 +45,7 @@ public:
     //   name    not null; must outlive the registry (a literal)
     //   object  not null
     // Returns false, without taking the object, when the table may not grow.
-    bool Add(const char* name, t_singletonObject* object);
+    [[nodiscard]] bool Add(const char* name, t_singletonObject* object);
 
     // Destroys every object; the next request for one makes it anew.
     void DestroyAll();

@@ -15,7 +15,7 @@ class t_errorList
 public:
     // Opens or makes the list, "Local\TVSM_ErrorList". Fails with what t_sharedMemory::Open appends. The other
     // operations fail with "消息缓存未打开" before this has succeeded.
-    bool Open(t_errorChain& errors);
+    [[nodiscard]] bool Open(t_errorChain& errors);
 
     // Posts a message; one that is there already, with a clear flag and unread, is not posted again.
     //   text  not null
@@ -23,7 +23,7 @@ public:
     bool Add(t_errorChain& errors, const wchar_t* text, bool flag);
 
     // Takes the oldest unread message; without one the text is empty and the flag clear.
-    bool ReadNext(t_errorChain& errors, t_str& text, bool& flag);
+    [[nodiscard]] bool ReadNext(t_errorChain& errors, t_str& text, bool& flag);
 
     // Takes every unread message.
     bool MarkAllRead(t_errorChain& errors);

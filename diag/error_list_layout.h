@@ -35,20 +35,20 @@ public:
     // the comparison takes each entry's flag and text as they follow each other, one string after the next, and a set
     // flag is the first character of one string with the text.
     //   text  without terminators in it
-    t_errorListResult Add(std::wstring_view text, bool flag);
+    [[nodiscard]] t_errorListResult Add(std::wstring_view text, bool flag);
 
     // Takes the oldest unread entry; without one the text is empty and the flag clear.
     // Both outputs are unchanged when the list is damaged.
-    t_errorListResult ReadNext(t_str& text, bool& flag);
+    [[nodiscard]] t_errorListResult ReadNext(t_str& text, bool& flag);
 
     // Whether there is an entry that ReadNext would take, or one that is damaged.
     bool HasUnread() const;
 
     // Takes every unread entry.
-    t_errorListResult MarkAllRead();
+    [[nodiscard]] t_errorListResult MarkAllRead();
 
     // Whether the text is among the unread entries, by the rule of Add.
-    t_errorListResult Contains(std::wstring_view text, bool& found) const;
+    [[nodiscard]] t_errorListResult Contains(std::wstring_view text, bool& found) const;
 
 private:
     // As it is stored, and what it says in units of the entries.

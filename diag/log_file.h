@@ -15,4 +15,4 @@
 //   name    file name; not null
 // Null when the file cannot be had or is not the one asked for. Behind it: CreateFileW, GetFinalPathNameByHandleW,
 // SetSecurityInfo.
-t_handle OpenLogFile(const t_path& folder, const wchar_t* name);
+[[nodiscard]] t_handle OpenLogFile(const t_path& folder, const wchar_t* name);

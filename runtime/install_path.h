@@ -17,4 +17,4 @@
 //   version  receives the product's version where it is read
 // A version that cannot be read is reported and is no failure. Fails, after appending "查找安装路径出错", when the
 // directory cannot be had.
-bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path, t_productVersion& version);
+[[nodiscard]] bool FindInstallPath(t_errorChain& errors, std::uint32_t mode, t_path& path, t_productVersion& version);

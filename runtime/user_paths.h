@@ -6,7 +6,7 @@
 // Finds the user's roaming application-data directory.
 //   path  receives it; unchanged on failure
 // Behind it: SHGetFolderPathW.
-bool FindAppDataPath(t_errorChain& errors, t_path& path);
+[[nodiscard]] bool FindAppDataPath(t_errorChain& errors, t_path& path);
 
 // Finds the directory that holds the product's user data: what "path" in section "user" of "TarvoPY\env.ini" (at most
 // 64 KiB) in the LocalLow folder names, when that is the absolute path of an existing directory; else the LocalLow
@@ -15,4 +15,4 @@ bool FindAppDataPath(t_errorChain& errors, t_path& path);
 //   localLow  receives the folder
 //   path      receives the directory; both unchanged on failure
 // Behind it: SHGetKnownFolderPath or SHGetFolderPathW.
-bool FindUserPath(t_errorChain& errors, t_path& localLow, t_path& path);
+[[nodiscard]] bool FindUserPath(t_errorChain& errors, t_path& localLow, t_path& path);

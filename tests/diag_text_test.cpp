@@ -113,7 +113,7 @@ TEST_F(ErrorListLayout, HoldsExactlyItsCapacity)
 
 struct DamagedErrorList : ErrorListLayout
 {
-    DamagedErrorList() : ErrorListLayout(32) { list.Add(L"abcd", false); } // ends at byte 24 of 32
+    DamagedErrorList() : ErrorListLayout(32) { EXPECT_EQ(kDone, list.Add(L"abcd", false)); } // ends at byte 24 of 32
 };
 
 TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)

@@ -26,6 +26,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         found = found && text != L"ab";
     }
     Check(!found);
-    list.MarkAllRead();
+    Check(list.MarkAllRead() != full);
     return 0;
 }
