@@ -25,7 +25,7 @@ public:
     // kept stays valid until the next.
     t_str& NewEntry();
 
-    // Whether it is worth while to make an entry's text.
+    // Whether entries are kept; for a chain that does not, their texts need not be made.
     bool KeepsEntries() const { return keepsEntries; }
 
     // Sets the failed flag, appends an entry with the formatted text and returns false, so that a failing operation can
