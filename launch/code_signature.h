@@ -18,4 +18,4 @@ struct t_codeSigner
 // Returns ERROR_SUCCESS when the signature is valid, the certificate current and its root trusted by the machine, not
 // only by the current user; otherwise the system's code for what is wrong, such as TRUST_E_NOSIGNATURE. Behind it:
 // WinVerifyTrust, looked up at run time.
-LONG ReadCodeSigner(const t_heldFile& file, t_codeSigner& signer);
+[[nodiscard]] LONG ReadCodeSigner(const t_heldFile& file, t_codeSigner& signer);

@@ -3,7 +3,7 @@
 #include <memory>
 
 // The calls of the digests link 17 and 5 KB of libcrypto; the one-shot EVP interface, which replaces them, 1.9 MB.
-// The system's own functions know SHA-256 on XP x64 only after an update that few machines have.
+// The system's own functions know SHA-256 on XP x64 only after an update.
 #define OPENSSL_API_COMPAT 10100
 #include <openssl/md5.h>
 #include <openssl/sha.h>

@@ -10,4 +10,4 @@
 //   file  receives the file. Load or start file.Path(), and keep the object until that is done: only then is what was
 //         checked what runs
 // Returns false for a refused file and appends an entry that says which file and why.
-bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file);
+[[nodiscard]] bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file);
