@@ -42,11 +42,14 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
         steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
         return FALSE;
     });
-    ImmImportPatch<decltype(&ShellExecuteExW)> execute("ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
-        const std::wstring parameters = info->lpParameters;
+    const auto addStart = [&](const std::wstring& parameters) -> WINBOOL {
         steps += parameters.substr(0, parameters.find(L'C')) + parameters.substr(parameters.rfind(L'\\') + 1) + L"; ";
         return TRUE;
-    });
+    };
+    ImmImportPatch<decltype(&ShellExecuteExW)> execute(
+        "ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) { return addStart(info->lpParameters); });
+    ImmImportPatch<decltype(&CreateProcessW)> direct(
+        "CreateProcessW", [&](LPCWSTR, LPWSTR line, auto...) { return addStart(wcsstr(line, L"/s")); });
     // The only loaded layout is the classic one, and only for the action that looks at nothing else.
     ImmImportPatch<decltype(&GetKeyboardLayoutList)> list("GetKeyboardLayoutList", [&](int count, HKL* layouts) {
         if (count > 0) {
