@@ -8,7 +8,7 @@
 #include "base/file_version.h"
 #include "diag/system_error.h"
 #include "launch/code_signature.h"
-#include "launch/file_digest.h"
+#include "launch/digest.h"
 #include "launch/maker_identity.h"
 #include "launch/module_verification.h"
 #include "report/described_errors.h"
