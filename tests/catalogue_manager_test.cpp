@@ -169,6 +169,15 @@ TEST_F(Catalogue, WalksTextServiceProfiles)
     EXPECT_EQ(L"", Entries(errors));
 }
 
+// The second profile turns the layout, which stands first, into a record of the first profile.
+TEST_F(Catalogue, MergesRecordsThatBecomeEqual)
+{
+    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
+    WriteProfile(kA, L"0x00000804", 1);
+    WriteProfile(kA, L"0x00000C04", 1, L"SubstituteLayout", L"E0200804");
+    EXPECT_EQ(L"e0200804 e0200804 804 a:1", List(manager));
+}
+
 // What it only reads must not want rights to write, nor come into being.
 TEST_F(Catalogue, OpensForWritingOnlyWhatItWrites)
 {
