@@ -103,9 +103,12 @@ public:
             return CERT_E_UNTRUSTEDROOT;
         }
         const PCCERT_CONTEXT certificate = first->pasCertChain[0].pCert;
-        const DWORD size = functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, nullptr, 0);
+        // The display name would be another part of the subject, such as the organization's unit, where there is no
+        // common name; who issues certificates need not have checked that one.
+        char commonName[] = szOID_COMMON_NAME;
+        const DWORD size = functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, nullptr, 0);
         signer.resize(size);
-        functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, signer.data(), size);
+        functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, signer.data(), size);
         // The size counts the terminator; a name with a null inside it stays longer than its first half.
         signer.resize(size > 0 ? size - 1 : 0);
         return signer.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
