@@ -150,8 +150,8 @@ TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
     Store("[a]\nk = v\n[b]\nk=\xE4\xB8\xAD\n");
     const std::string inherited = accessList();
     t_localMemory onlyOwner;
-    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;BA)", SDDL_REVISION_1,
-                                                                     onlyOwner.Put(), nullptr));
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;S-1-3-4)(A;;FA;;;BA)",
+                                                                     SDDL_REVISION_1, onlyOwner.Put(), nullptr));
     ASSERT_TRUE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, onlyOwner.Get()));
     const std::string before = accessList();
     ASSERT_NE(inherited, before);
