@@ -20,10 +20,11 @@ public:
     HANDLE Handle() const { return file.Get(); }
 
     // The real path: no links, no short names, no "..", in the plain form "C:\…" or "\\server\…". It was found to lead
-    // to the very file that is held.
+    // to the very file that is held. Of a file with several names (hard links) it is any, but one that was opened by a
+    // name of the system directory keeps that name.
     const t_path& Path() const { return realPath; }
 
-    // Whether the folder that the file really lies in is the system directory itself.
+    // Whether the folder of the real path is the system directory itself.
     bool IsInSystemDirectory() const;
 
 private:
