@@ -6,6 +6,10 @@
 
 #include <delayimp.h>
 
+#include <string_view>
+
+#include "base/system_directory.h"
+
 // The linker's names.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" IMAGE_DOS_HEADER __ImageBase;
@@ -20,21 +24,19 @@ T* AtRva(DWORD rva)
     return reinterpret_cast<T*>(reinterpret_cast<BYTE*>(&__ImageBase) + rva);
 }
 
-// Loads a library from the system directory by its full path; the loader then finds what it depends on there too.
-HMODULE LoadFromSystemDirectory(const char* name)
+// Stands for a function that is missing: it fails, and the action goes on as it does when the system's own function
+// fails. One stub serves for all, since each of them says "failed" with 0, FALSE or null, or returns nothing; and for
+// any arguments, since in the calling convention of 64-bit Windows the caller takes them away again.
+INT_PTR WINAPI FailAsMissing()
 {
-    char path[MAX_PATH];
-    const UINT length = GetSystemDirectoryA(path, MAX_PATH);
-    if (length == 0 || length + 1 + static_cast<UINT>(lstrlenA(name)) >= MAX_PATH) {
-        return nullptr;
-    }
-    lstrcatA(lstrcatA(path, "\\"), name);
-    return LoadLibraryExA(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    SetLastError(ERROR_PROC_NOT_FOUND);
+    return 0;
 }
 
 } // namespace
 
-// Called by the import library's stub on the first call of each function, with the slot to fill.
+// Called by the import library's stub on the first call of each function, with the slot to fill. Each function is
+// looked for once only: the slot of a missing one is filled too.
 FARPROC WINAPI __delayLoadHelper2(PCImgDelayDescr library, FARPROC* slot)
 {
     const auto index = slot - AtRva<FARPROC>(library->rvaIAT);
@@ -43,14 +45,11 @@ FARPROC WINAPI __delayLoadHelper2(PCImgDelayDescr library, FARPROC* slot)
 
     auto* const module = AtRva<HMODULE>(library->rvaHmod);
     if (*module == nullptr) {
-        *module = LoadFromSystemDirectory(AtRva<const char>(library->rvaDLLName));
+        const std::string_view file = AtRva<const char>(library->rvaDLLName);
+        *module = LoadSystemLibrary(std::wstring(file.begin(), file.end())).Release(); // stays until the process ends
     }
     const FARPROC function =
         *module == nullptr ? nullptr : GetProcAddress(*module, reinterpret_cast<const char*>(name->Name));
-    if (function == nullptr) {
-        // Every supported system has these functions; one without them is broken beyond what this program can mend.
-        ExitProcess(static_cast<UINT>(-1));
-    }
-    *slot = function;
-    return function;
+    *slot = function != nullptr ? function : &FailAsMissing;
+    return *slot;
 }

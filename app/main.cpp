@@ -5,11 +5,13 @@
 #include <stdlib.h>
 
 #include "app/dispatcher.h"
+#include "app/library_search.h"
 #include "base/handles.h"
 #include "diag/message_box.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)
 {
+    RestrictLibrarySearch(); // before the first call that may load something
     ImmDisableIME(0);
     _set_error_mode(_OUT_TO_STDERR);
 

@@ -2,11 +2,6 @@
 
 #include "base/number_text.h"
 
-bool IsNullGuid(const t_guid& guid)
-{
-    return guid == t_guid{};
-}
-
 t_str FormatGuid(const t_guid& guid)
 {
     const std::uint8_t* d = guid.data4;

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "base/registry_link.h"
 #include "base/registry_text.h"
 #include "base/security.h"
 #include "diag/system_error.h"
@@ -81,8 +82,14 @@ bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, t_regAccess access
     }
     path << L"\\" << subKey;
     const bool create = has(t_regAccess::create);
-    const LSTATUS result = create ? CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr)
-                                  : RegOpenKeyExW(root, subKey, 0, mask, handle.Put());
+    LSTATUS result = ERROR_SUCCESS;
+    if (create) {
+        result = CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr);
+    } else if (has(t_regAccess::unlinked)) {
+        result = OpenUnlinkedKey(root, subKey, mask, handle);
+    } else {
+        result = RegOpenKeyExW(root, subKey, 0, mask, handle.Put());
+    }
     return result == ERROR_SUCCESS || Fail(errors, result, create ? kCreateFailed : kOpenFailed);
 }
 
@@ -305,7 +312,7 @@ bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKe
 bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
 {
     t_keyHandle probe;
-    const LSTATUS probed = RegOpenKeyExW(handle.Get(), subKey, 0, kRead32, probe.Put());
+    const LSTATUS probed = OpenUnlinkedKey(handle.Get(), subKey, kRead32, probe);
     probe.Reset();
     if (probed == ERROR_FILE_NOT_FOUND) {
         return !mustExist || FailWithSystemError(errors, ERROR_FILE_NOT_FOUND, L"%s%s\\%s", kDeleteMissingKey,
@@ -319,7 +326,7 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
     }
 
     t_reg child(*this);
-    if (!child.Open(errors, subKey, t_regAccess::write | t_regAccess::view32)) {
+    if (!child.Open(errors, subKey, t_regAccess::write | t_regAccess::view32 | t_regAccess::unlinked)) {
         return false;
     }
     DWORD count = 0;

@@ -11,9 +11,10 @@
 enum class t_regAccess : unsigned
 {
     read = 0,
-    write = 1,  // all access instead of reading
-    create = 2, // creates the sub-key when it does not exist
-    view32 = 4, // works in the 32-bit registry view
+    write = 1,    // all access instead of reading
+    create = 2,   // creates the sub-key when it does not exist
+    view32 = 4,   // works in the 32-bit registry view
+    unlinked = 8, // fails where a symbolic link leads elsewhere; not together with create
 };
 
 constexpr t_regAccess operator|(t_regAccess a, t_regAccess b)
@@ -114,9 +115,9 @@ public:
     // Behind it: RegDeleteKeyW.
     bool DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
 
-    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure. Messages of a first
-    // attempt that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys
-    // cannot be counted clears the chain.
+    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure; a symbolic link is
+    // one. Messages of a first attempt that was refused because of the sub-keys stay in the chain, on success too; a
+    // sub-key whose own sub-keys cannot be counted clears the chain.
     //   subKey  a name below this key that does not cross a branch which differs between the registry views
     // Behind it: RegDeleteKeyW, RegEnumKeyW.
     bool DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey);

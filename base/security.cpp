@@ -14,12 +14,15 @@ namespace {
 class t_openSecurity
 {
 public:
-    t_openSecurity()
+    //   rights  what everyone gets, in the letters of the descriptor language
+    explicit t_openSecurity(const wchar_t* rights)
     {
-        // Everyone leaves out sandboxed application packages, which have an identifier of their own since Windows 8.
-        t_str text = L"D:(A;;GA;;;WD)";
+        t_str text = L"D:";
+        text.AppendFormat(L"(A;;%s;;;WD)", rights);
         if (IsWin8OrLater()) {
-            text << L"(A;;GA;;;S-1-15-2-1)(A;;GA;;;S-1-15-2-2)"; // all packages, and the less privileged ones
+            // Everyone leaves out sandboxed application packages, which have identifiers of their own since Windows 8:
+            // one for all, one for the less privileged ones.
+            text.AppendFormat(L"(A;;%s;;;S-1-15-2-1)(A;;%s;;;S-1-15-2-2)", rights, rights);
         }
         if (IsVistaOrLater()) {
             text << L"S:(ML;;NW;;;LW)";
@@ -46,9 +49,15 @@ private:
     t_localMemory descriptor;
 };
 
-t_openSecurity& OpenSecurity()
+t_openSecurity& ObjectSecurity()
 {
-    static t_openSecurity security;
+    static t_openSecurity security(L"GA");
+    return security;
+}
+
+const t_openSecurity& FileSecurity()
+{
+    static const t_openSecurity security(L"FRFW");
     return security;
 }
 
@@ -98,17 +107,17 @@ bool AddFullAccess(wchar_t* objectName, SE_OBJECT_TYPE type, PSID user)
 
 SECURITY_ATTRIBUTES* OpenSecurityAttributes()
 {
-    return OpenSecurity().attributes.lpSecurityDescriptor != nullptr ? &OpenSecurity().attributes : nullptr;
+    return ObjectSecurity().attributes.lpSecurityDescriptor != nullptr ? &ObjectSecurity().attributes : nullptr;
 }
 
 ACL* OpenAccessList()
 {
-    return OpenSecurity().accessList;
+    return FileSecurity().accessList;
 }
 
 ACL* LowMandatoryLabel()
 {
-    return OpenSecurity().label;
+    return FileSecurity().label;
 }
 
 bool GrantCurrentUserAccess(t_str objectName, SE_OBJECT_TYPE type)

@@ -13,7 +13,8 @@
 // process and kept. Null, which means the default security, when the system refuses to build them.
 SECURITY_ATTRIBUTES* OpenSecurityAttributes();
 
-// The access list and the mandatory label of those attributes, for objects that exist already. Null when there is none.
+// The access list for files that exist already, and the same label: everyone gets reading and writing, and nobody the
+// right to change the list or the owner, so that a file keeps them. Null when there is none.
 ACL* OpenAccessList();
 ACL* LowMandatoryLabel();
 

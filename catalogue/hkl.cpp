@@ -11,17 +11,10 @@ int CompareGuidReversed(const t_guid& a, const t_guid& b)
     return order == 0 ? 0 : order < 0 ? 1 : -1;
 }
 
-// The first element from an index on that equals the record; the list's size when there is none. Each pair of a list
-// comes by here, so pairs that cannot be equal are told by one or two numbers: different identifiers are equal only in
-// two profiles of the same GUIDs.
+// The first element from an index on that equals the record; the list's size when there is none.
 std::size_t FindEqual(const t_hklList& list, const t_hkl& record, std::size_t index)
 {
-    const bool profile = IsTextServiceProfile(record);
-    const auto mayEqual = [&](const t_hkl& element) {
-        return element.langId == record.langId &&
-               (element.klid == record.klid || (profile && element.profileGuid.data1 == record.profileGuid.data1));
-    };
-    while (index < list.size() && !(mayEqual(list[index]) && EqualHkl(list[index], record))) {
+    while (index < list.size() && !EqualHkl(record, list[index])) {
         ++index;
     }
     return index;

@@ -7,13 +7,12 @@
 
 #include "base/ascii_case.h"
 #include "base/path.h"
-#include "base/singleton.h"
 #include "base/system_directory.h"
 #include "base/trace.h"
-#include "catalogue/hkl_manager.h"
 #include "imereg/layout_handle.h"
 #include "imereg/layout_keys.h"
 #include "imereg/preload.h"
+#include "imereg/use_catalogue.h"
 #include "imereg/user_hives.h"
 
 namespace {
@@ -47,20 +46,21 @@ int BuildImePath(t_path& path)
 // The KLID of the first catalogued layout of an IME file, or 0.
 std::uint32_t FindCatalogued(std::wstring_view imeFile, DWORD mask, DWORD value)
 {
-    t_errorChain discarded;
     t_hkl found;
-    auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance();
-    return catalogue != nullptr && catalogue->GetHKLByName(discarded, found, imeFile, mask, value) ? found.klid : 0;
+    UseCatalogue([&](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {
+        return catalogue.GetHKLByName(errors, found, imeFile, mask, value);
+    });
+    return found.klid;
 }
 
 // Has the catalogue write the layout's key. Returns its KLID, or 0.
 std::uint32_t RegisterDirectly(const t_path& imePath, const wchar_t* layoutText)
 {
-    t_errorChain discarded;
     std::uint32_t klid = 0;
-    auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance();
-    return catalogue != nullptr && catalogue->CreateImeLayoutKey(discarded, klid, imePath.c_str(), layoutText) ? klid
-                                                                                                               : 0;
+    UseCatalogue([&](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {
+        return catalogue.CreateImeLayoutKey(errors, klid, imePath.c_str(), layoutText);
+    });
+    return klid;
 }
 
 // Finds the layout's KLID, or makes a layout. Returns 0 or the system's error code.

@@ -18,7 +18,7 @@ inline constexpr int kLayoutNotFound = -374;
 
 // Installs the classic layout of "TarvoPY.ime", or refreshes the layout text of the one that is installed, and puts it
 // into the preload lists of the logged-on user and the default profile and out of those of the system accounts.
-//   unused      kept for callers' sake
+//   unused      any number: part of the interface that other programs of the product call
 //   layoutText  display name; not null
 // Returns 0 (also when the layout cannot be registered and the system names no error), one of the codes above, or the
 // system's error code when the layout cannot be registered at all; failures are traced. Behind it: ImmInstallIMEW.

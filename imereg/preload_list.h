@@ -10,7 +10,8 @@
 #include "base/str.h"
 
 // The two in-memory forms of a preload list: value names are positions counted from 1, data is a KLID in hexadecimal.
-// Adding and removing use different forms on purpose; each reads what the other writes.
+// Adding keeps the texts of the others as they are stored, removing writes all anew from their numbers. Each reads what
+// the other writes.
 
 // Form used for adding: a table filled by value name, but searched and rewritten by count. With gaps in the numbering
 // what stands beyond the count is dropped.

@@ -81,7 +81,8 @@ t_keyHandle OpenInteractiveUserHive()
         return {};
     }
     const t_localMemory owner(sidText);
-    // The access mask stands for the options as well; kept so on purpose.
+    // The access mask is passed as the options too. It has the bit of REG_OPTION_OPEN_LINK: a link in the place of the
+    // hive would be opened itself and not followed.
     t_keyHandle hive;
     RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
     return hive;

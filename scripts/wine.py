@@ -138,7 +138,7 @@ class Session:
         root = pretending(windows)
         self.folder = pathlib.Path(folder).absolute()
         self.system = self.folder / "drive_c/windows/system32"
-        self.version = file_version(root / KERNEL32)
+        self.windows, self.version = windows, file_version(root / KERNEL32)
         self.environment = environment(self.folder, root, **options)
         self.modules, self.wants_reset, self.fresh = build / "tests/modules", reset, fresh
 
@@ -240,7 +240,13 @@ class Session:
         The user's own key under HKEY_USERS is called HKEY_CURRENT_USER; what Wine keeps there for itself is left out. A
         key that does not exist adds nothing.
         """
-        text = self.run(r"C:\windows\system32\registry_dump.exe", *(keys or KEYS)).stdout.replace("\r", "")
+        for _ in range(3):  # under load Wine failed to start a program once in a thousand times
+            dump = self.run(r"C:\windows\system32\registry_dump.exe", *(keys or KEYS))
+            if dump.returncode == 0 and dump.stdout:
+                break
+        else:
+            raise RuntimeError(f"registry_dump.exe ended with {dump.returncode}: {dump.stdout}")
+        text = dump.stdout.replace("\r", "")
         text = re.sub(r"(?m)^\[HKEY_USERS\\S-1-5-21-[\d-]+", "[HKEY_CURRENT_USER", text)
         return re.sub(r"(?m)^\[HKEY_CURRENT_USER\\Software\\Wine[]\\].*\n([^[].*\n)*", "", text)
 

@@ -42,11 +42,16 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
         steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
         return FALSE;
     });
-    ImmImportPatch<decltype(&ShellExecuteExW)> execute("ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
-        const std::wstring parameters = info->lpParameters;
-        steps += parameters.substr(0, parameters.find(L'C')) + parameters.substr(parameters.rfind(L'\\') + 1) + L"; ";
+    const auto start = [&](std::wstring parameters) -> WINBOOL {
+        const std::size_t file = parameters.rfind(L'\\');
+        parameters.erase(parameters.rfind(L" ", file) + 1, file - parameters.rfind(L" ", file));
+        steps += parameters.substr(parameters.find(L"/s")) + L"; ";
         return TRUE;
-    });
+    };
+    ImmImportPatch<decltype(&ShellExecuteExW)> execute(
+        "ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) { return start(info->lpParameters); });
+    ImmImportPatch<decltype(&CreateProcessW)> process("CreateProcessW",
+                                                      [&](LPCWSTR, LPWSTR line, auto...) { return start(line); });
     // The only loaded layout is the classic one, and only for the action that looks at nothing else.
     ImmImportPatch<decltype(&GetKeyboardLayoutList)> list("GetKeyboardLayoutList", [&](int count, HKL* layouts) {
         if (count > 0) {

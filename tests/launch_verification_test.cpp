@@ -78,15 +78,24 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     const std::pair<const wchar_t*, LONG> kRefused[] = {{L"unsigned.exe", TRUST_E_NOSIGNATURE},
                                                         {L"tampered.exe", TRUST_E_BAD_DIGEST},
                                                         {L"expired.exe", CERT_E_EXPIRED},
-                                                        {L"untrusted.exe", CERT_E_UNTRUSTEDROOT}};
+                                                        {L"untrusted.exe", CERT_E_UNTRUSTEDROOT},
+                                                        {L"unit.exe", TRUST_E_NO_SIGNER_CERT}};
     for (const auto& [name, status] : kRefused) {
         EXPECT_EQ(Refusal(SignedModule(name)), FormatStr(L"系统错误%d|模块校验失败:", status) + SignedModule(name) +
                                                    L" 没有有效的代码签名,且不在摘要清单中");
     }
     EXPECT_THAT(Refusal(SignedModule(L"other.exe")), HasSubstr(L"“Tarvo Test Maker Ltd”"));
     EXPECT_THAT(Refusal(SignedModule(L"case.exe")), HasSubstr(L"“Tarvo test Maker”"));
+    EXPECT_THAT(Refusal(SignedModule(L"unit_first.exe")), HasSubstr(L"“Somebody else”"));
     const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
+}
+
+// Every user may trust whom he likes, but what runs elevated is not his.
+TEST(VerifyModule, RootOfTheUserDoesNotCount)
+{
+    const t_trustScope trust(false);
+    EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", CERT_E_UNTRUSTEDROOT)));
 }
 
 // The list holds the digests that RFC 1321 publishes and, around the size of one piece, what md5sum says.

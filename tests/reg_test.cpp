@@ -5,6 +5,8 @@
 
 #include <aclapi.h>
 
+#include <optional>
+
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/scratch_registry.h"
@@ -163,6 +165,37 @@ TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
     EXPECT_EQ(10, deleted);
     EXPECT_TRUE(user.DeleteTree(errors, false, L"t") && user.DeleteKey(errors, false, L"t") &&
                 user.DeleteValue(errors, L"t"));
+}
+
+TEST_F(Reg, TreeIsNotDeletedThroughALink)
+{
+    MakeKey(HKEY_CURRENT_USER, L"elsewhere\\child");
+    const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"elsewhere");
+    OpenKey(user, L"k");
+    for (const wchar_t* const target : {L"elsewhere", L"elsewhere\\child"}) { // with and without sub-keys
+        for (const auto& [link, refused] :
+             {std::pair(L"k\\t", L"CURRENT_USER\\k"), {L"k\\t\\x", L"CURRENT_USER\\k\\t"}}) {
+            const t_scratchLink planted(HKEY_CURRENT_USER, link, MakeKey(HKEY_CURRENT_USER, target).Get());
+            EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
+            EXPECT_THAT(Entries(errors), testing::EndsWith(std::wstring(L"系统错误1921|打开注册表项失败：") + refused));
+            EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L"elsewhere"));
+        }
+        EXPECT_TRUE(user.DeleteTree(errors, true, L"t"));
+    }
+
+    // One that is put in the key's place after the first look.
+    MakeKey(HKEY_CURRENT_USER, L"k\\t");
+    std::optional<t_scratchLink> planted;
+    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+        const LSTATUS result = remove.Original(key, name);
+        if (planted) {
+            return result;
+        }
+        planted.emplace(HKEY_CURRENT_USER, L"k\\t", MakeKey(HKEY_CURRENT_USER, L"elsewhere").Get());
+        return LSTATUS{ERROR_BUSY};
+    });
+    EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
+    EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L"elsewhere"));
 }
 
 TEST_F(Reg, DeniedDeleteGrantsAccessToTheNamedKeyFirst)

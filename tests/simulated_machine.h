@@ -78,12 +78,15 @@ private:
     {                                                                                                                  \
 #function, [this](auto... arguments) { return Counted(member.Original(arguments...)); }                        \
     }
-    COUNTED(createKeyEx, RegCreateKeyExW, 0);
-    COUNTED(createKey, RegCreateKeyW, 0);
     COUNTED(setValue, RegSetValueExW, 0);
     COUNTED(deleteKey, RegDeleteKeyW, 1);
     COUNTED(deleteValue, RegDeleteValueW, 2);
 #undef COUNTED
+    ImmImportPatch<decltype(&RegCreateKeyExW)> createKey{
+        "RegCreateKeyExW", [this](HKEY root, LPCWSTR name, auto... arguments) {
+            const LSTATUS result = createKey.Original(root, name, arguments...);
+            return *name != L'\0' ? Counted(result) : result; // an empty name only gives another handle
+        }};
     ImmImportPatch<decltype(&RegLoadKeyW)> loadHive{"RegLoadKeyW",
                                                     [this](HKEY, LPCWSTR name, LPCWSTR) { return LoadHive(name); }};
     ImmImportPatch<decltype(&RegUnLoadKeyW), 3> unloadHive{"RegUnLoadKeyW",
