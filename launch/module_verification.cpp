@@ -9,13 +9,11 @@
 
 bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file)
 {
-    if (!file.Open(errors, path)) {
-        return false;
-    }
-    if (file.IsInSystemDirectory()) {
-        return true;
-    }
+    return file.Open(errors, path) && (file.IsInSystemDirectory() || IsMakersFile(errors, file));
+}
 
+bool IsMakersFile(t_errorChain& errors, const t_heldFile& file)
+{
     t_codeSigner signer;
     const LONG signature = ReadCodeSigner(file, signer);
     if (signature == ERROR_SUCCESS && kMakerIdentity.IsSigner(signer)) {

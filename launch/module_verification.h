@@ -11,3 +11,7 @@
 //         checked what runs
 // Returns false for a refused file and appends an entry that says which file and why.
 [[nodiscard]] bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file);
+
+// The last two of these: whether an open file is the maker's by its signature or its digest, wherever it lies.
+// Returns false for any other file and appends an entry that says why.
+[[nodiscard]] bool IsMakersFile(t_errorChain& errors, const t_heldFile& file);
