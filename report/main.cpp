@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "base/library_search.h"
 #include "report/described_errors.h"
 #include "report/gather.h"
 #include "report/json.h"
@@ -58,7 +59,7 @@ int Run(std::span<const wchar_t* const> arguments)
 
 int wmain(int argumentCount, wchar_t** arguments)
 {
-    SetDllDirectoryW(L""); // keeps the current folder out of every later search for a library
+    RestrictLibrarySearch(); // before the first call that may load something
     try {
         return Run({arguments + 1, static_cast<std::size_t>(argumentCount > 0 ? argumentCount - 1 : 0)});
     } catch (const std::exception&) { // memory is exhausted

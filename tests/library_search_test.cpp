@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/library_search.h"
+#include "base/library_search.h"
 #include "base/module_path.h"
 #include "base/system_directory.h"
 #include "tests/child_process.h"
