@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "base/access_repair.h"
 #include "base/registry_link.h"
 #include "base/registry_text.h"
-#include "base/security.h"
 #include "diag/system_error.h"
 
 namespace {
@@ -297,13 +297,19 @@ bool t_reg::SubKeyExists(t_errorChain& errors, const wchar_t* subKey, bool* exis
 
 bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
 {
+    t_accessRepair repair;
+    return DeleteKey(errors, mustExist, subKey, repair);
+}
+
+bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey, t_accessRepair& repair)
+{
     SetLastError(ERROR_SUCCESS);
     LSTATUS result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
     if (result == ERROR_FILE_NOT_FOUND && !mustExist) {
         return true;
     }
     if (result == ERROR_ACCESS_DENIED) {
-        GrantCurrentUserAccess(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
+        repair.Grant(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
         result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
     }
     return result == ERROR_SUCCESS || Fail(errors, result, kDeleteKeyFailed);
@@ -321,7 +327,8 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
     if (probed != ERROR_SUCCESS) {
         return Fail(errors, probed, kOpenFailed);
     }
-    if (DeleteKey(errors, mustExist, subKey)) {
+    t_accessRepair repair; // what the first attempt needs lasts until the key is empty
+    if (DeleteKey(errors, mustExist, subKey, repair)) {
         return true;
     }
 
@@ -350,7 +357,7 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
         }
     }
     child.Close();
-    return DeleteKey(errors, mustExist, subKey);
+    return DeleteKey(errors, mustExist, subKey, repair);
 }
 
 bool t_reg::DeleteValue(t_errorChain& errors, const wchar_t* valueName)

@@ -2,10 +2,6 @@
 
 #include <windows.h>
 
-#include <accctrl.h>
-
-#include "base/str.h"
-
 // Security of what every process of the product shares, whoever runs it and with whatever integrity.
 
 // Attributes for creating named objects: every user and, where the system has them, application packages get full
@@ -17,8 +13,3 @@ SECURITY_ATTRIBUTES* OpenSecurityAttributes();
 // right to change the list or the owner, so that a file keeps them. Null when there is none.
 ACL* OpenAccessList();
 ACL* LowMandatoryLabel();
-
-// Gives the current user full access to a named object, taking its ownership when nothing less will do.
-//   objectName  in the form that the security functions take, such as "CURRENT_USER\Software\X" for a registry key
-// Returns whether the access list was set. Behind it: SetNamedSecurityInfoW.
-bool GrantCurrentUserAccess(t_str objectName, SE_OBJECT_TYPE type);

@@ -20,7 +20,8 @@ constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
 
 // Runs one command line on an empty machine with both layouts registered, or none, and lists what it asked the system
 // for.
-std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registered, bool refused = false)
+std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registered, bool refused = false,
+                     t_actionMode mode = t_actionMode::Install)
 {
     t_singletonRegistry::Process().DestroyAll();
     const t_scratchRegistry registry;
@@ -76,7 +77,6 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
     std::wstring program = L"TarvoLayout.exe", text = option;
     wchar_t* arguments[] = {program.data(), text.data()};
     t_errorChain errors;
-    t_actionMode mode = t_actionMode::Install;
     EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
     EXPECT_TRUE(errors.IsEmpty());
     open.reset();
@@ -118,6 +118,7 @@ TEST(Dispatcher, EachModeRunsItsStepsOnEachSystem)
         EXPECT_EQ(c.install, StepsOf(c.major, c.minor, L"--install", service));
         EXPECT_EQ(c.copy, StepsOf(c.major, c.minor, L"-c", service));
         EXPECT_EQ(c.copy, StepsOf(c.major, c.minor, L"--delete", service));
+        EXPECT_EQ(c.copy, StepsOf(c.major, c.minor, L"", service, false, static_cast<t_actionMode>(5)));
         EXPECT_EQ(c.uninstall, StepsOf(c.major, c.minor, L"-u", true));
         EXPECT_EQ(L"preload without it; ", StepsOf(c.major, c.minor, L"--debug", true));
         EXPECT_EQ(L"", StepsOf(c.major, c.minor, L"--debug", false));

@@ -10,6 +10,7 @@
 
 #include "base/ascii_case.h"
 #include "base/system_function.h"
+#include "launch/maker_identity.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/signed_modules/signed_modules.h"
@@ -87,6 +88,8 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     }
     EXPECT_THAT(Refusal(SignedModule(L"other.exe")), HasSubstr(L"“Tarvo Test Maker Ltd”"));
     EXPECT_THAT(Refusal(SignedModule(L"case.exe")), HasSubstr(L"“Tarvo test Maker”"));
+    EXPECT_THAT(Refusal(SignedModule(L"unlisted.exe")), HasSubstr(L"“Tarvo Test Maker”的证书不是"));
+    EXPECT_TRUE((t_makerIdentity{L"Name", {}, {}}.IsSigner({L"Name"})));
     EXPECT_THAT(Refusal(SignedModule(L"unit_first.exe")), HasSubstr(L"“Somebody else”"));
     const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
