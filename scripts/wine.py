@@ -344,10 +344,13 @@ def main():
     args = parser.parse_args()
     prefix = os.environ.get("WINEPREFIX", str(BUILD / "prefix"))
     signal.signal(signal.SIGTERM, lambda number, _: sys.exit(128 + number))  # the session is closed then too
+    processors = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {max(processors)})  # the one of the session's server, as on_every_processor says
     if args.action == "run":
         os.execve(USR / LOADER, [LOADER, *args.command], environment(prefix))
     if args.action == "session":
         with Session(prefix):
+            os.sched_setaffinity(0, processors)
             # The locale goes to Wine alone: it is installed nowhere, and a shell that is given it complains.
             return subprocess.run(args.command, env={**os.environ, "WINEPREFIX": prefix}).returncode
     colours = {"+": "\033[32m", "-": "\033[31m", "~": "\033[33m"}
