@@ -60,7 +60,7 @@ void t_criticalSection::DoUnlock()
 
 t_csAutoInit::t_csAutoInit(const wchar_t* label, int attempts)
 {
-    t_errorChain discarded;
+    t_errorChain discarded(t_errorChain::kDiscarding);
     for (int i = 0; i < attempts && !Create(discarded, label); ++i) {
         Sleep(0);
     }

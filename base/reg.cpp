@@ -123,7 +123,7 @@ bool t_reg::Create(t_errorChain& errors, const wchar_t* subKey, unsigned flags, 
 bool t_reg::QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wchar_t* valueName,
                        DWORD expectedType) const
 {
-    const t_str name = IsEmpty(valueName) ? t_str() : FormatStr(L"\\%s", valueName);
+    const wchar_t* const separator = IsEmpty(valueName) ? L"" : L"\\";
     DWORD type = REG_NONE;
     DWORD stored = size;
     const LSTATUS result =
@@ -131,14 +131,14 @@ bool t_reg::QueryValue(t_errorChain& errors, void* buffer, DWORD& size, const wc
     // A value of another type is that first of all, also when it is too long for the buffer.
     const bool typeKnown = result == ERROR_SUCCESS || result == ERROR_MORE_DATA;
     if (typeKnown && type != expectedType) {
-        if (!name.empty()) {
-            AppendSystemError(errors.NewEntry(), ERROR_SUCCESS);
+        if (!IsEmpty(valueName)) {
+            AddSystemError(errors, ERROR_SUCCESS);
         }
-        return errors.Fail(L"%s%s%s", kTypeMismatch, path.c_str(), name.c_str());
+        return errors.Fail(L"%s%s%s%s", kTypeMismatch, path.c_str(), separator, OrEmpty(valueName));
     }
     if (result != ERROR_SUCCESS) {
-        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s%s", kReadFailed, path.c_str(),
-                                   name.c_str());
+        return FailWithSystemError(errors, static_cast<DWORD>(result), L"%s%s%s%s", kReadFailed, path.c_str(),
+                                   separator, OrEmpty(valueName));
     }
     size = stored;
     return true;

@@ -2,6 +2,10 @@
 
 t_str& t_errorChain::NewEntry()
 {
+    if (!keepsEntries) {
+        notKept.clear();
+        return notKept;
+    }
     last = entries.emplace_after(last);
     return *last;
 }

@@ -9,11 +9,24 @@ class t_errorChain
 {
 public:
     t_errorChain() = default;
+
+    // A chain for failures that are expected or tolerated: it keeps no entries, and none of their texts is made.
+    //   t_errorChain tolerated(t_errorChain::kDiscarding);
+    struct t_discarding
+    {
+    };
+    static constexpr t_discarding kDiscarding{};
+    explicit t_errorChain(t_discarding) : keepsEntries(false) {}
+
     t_errorChain(const t_errorChain&) = delete;
     t_errorChain& operator=(const t_errorChain&) = delete;
 
-    // Appends an empty entry and returns it for the caller to write into; it stays valid until Clear.
+    // Appends an empty entry and returns it for the caller to write into; it stays valid until Clear. One that is not
+    // kept stays valid until the next.
     t_str& NewEntry();
+
+    // Whether it is worth while to make an entry's text.
+    bool KeepsEntries() const { return keepsEntries; }
 
     // Sets the failed flag, appends an entry with the formatted text and returns false, so that a failing operation can
     // end with its result. The format follows the rules of t_str::AppendFormat.
@@ -21,7 +34,9 @@ public:
     bool Fail(const wchar_t* format, Args... arguments)
     {
         failed = true;
-        NewEntry().AppendFormat(format, arguments...);
+        if (keepsEntries) {
+            NewEntry().AppendFormat(format, arguments...);
+        }
         return false;
     }
 
@@ -38,5 +53,7 @@ public:
 private:
     std::forward_list<t_str> entries;
     std::forward_list<t_str>::iterator last = entries.before_begin();
+    t_str notKept;
+    bool keepsEntries = true;
     bool failed = false;
 };

@@ -26,8 +26,7 @@ bool LockList(t_errorChain& errors, t_locker& locker)
 
 t_errorListLayout Layout(const t_sharedMemory& memory)
 {
-    return t_errorListLayout(
-        {static_cast<std::uint16_t*>(memory.Data()), t_errorListLayout::kBytes / sizeof(std::uint16_t)});
+    return t_errorListLayout({static_cast<std::byte*>(memory.Data()), t_errorListLayout::kBytes});
 }
 
 bool Report(t_errorChain& errors, t_errorListResult result)
@@ -86,7 +85,7 @@ bool t_errorList::MarkAllRead(t_errorChain& errors)
 
 bool t_errorList::Contains(const wchar_t* text) const
 {
-    t_errorChain discarded;
+    t_errorChain discarded(t_errorChain::kDiscarding);
     bool found = false;
     Access(discarded, memory, [&](t_errorListLayout list) { return list.Contains(text, found); });
     return found;

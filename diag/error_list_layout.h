@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -24,8 +25,8 @@ class t_errorListLayout
 public:
     static constexpr std::uint32_t kBytes = 1048576;
 
-    //   area  the list area as UTF-16 units, aligned to four bytes; must outlive this object
-    explicit t_errorListLayout(std::span<std::uint16_t> area) : units(area) {}
+    //   area  the list area, aligned to four bytes and at least as long as the header; must outlive this object
+    explicit t_errorListLayout(std::span<std::byte> area);
 
     // Writes the header of an empty list when there is none yet (capacity 0).
     void InitialiseIfNew();
@@ -50,15 +51,18 @@ public:
     t_errorListResult Contains(std::wstring_view text, bool& found) const;
 
 private:
-    // The header in units from the start of the area.
+    // As it is stored, and what it says in units of the entries.
     struct t_header
+    {
+        std::uint32_t capacity, end, begin;
+    };
+    struct t_bounds
     {
         std::size_t capacity, end, begin;
     };
 
-    std::uint32_t Field(std::size_t index) const;
-    void SetField(std::size_t index, std::size_t value);
-    bool ReadHeader(t_header& header) const;
+    bool ReadHeader(t_bounds& bounds) const;
 
-    std::span<std::uint16_t> units;
+    t_header& header;
+    std::span<std::uint16_t> units; // the entries
 };

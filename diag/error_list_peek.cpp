@@ -74,7 +74,7 @@ bool PeekErrorList(t_errorChain& errors, itl::ImmSimpleArray<t_postedError>& ent
         return errors.Fail(kDamaged);
     }
     // Entries are taken from a copy, so that they stay where they are.
-    std::vector<std::uint16_t> copy(t_errorListLayout::kBytes / sizeof(std::uint16_t));
+    std::vector<std::byte> copy(t_errorListLayout::kBytes);
     {
         const t_listLock lock;
         if (!lock.IsTaken()) {

@@ -109,7 +109,7 @@ void Log(t_errorChain& chain, std::uint32_t mask, std::uint32_t number, const wc
 
 bool IsErrorLogEnabled(std::uint32_t mask)
 {
-    t_errorChain discarded;
+    t_errorChain discarded(t_errorChain::kDiscarding);
     t_reg key(HKEY_CURRENT_USER);
     std::uint32_t enabled = 0;
     return key.Open(discarded, L"Software\\TarvoInput", t_regAccess::view32) &&

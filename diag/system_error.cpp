@@ -27,3 +27,10 @@ void AppendSystemError(t_str& entry, DWORD code)
         entry << L": 网络连接超时";
     }
 }
+
+void AddSystemError(t_errorChain& errors, DWORD code)
+{
+    if (errors.KeepsEntries()) {
+        AppendSystemError(errors.NewEntry(), code);
+    }
+}

@@ -33,7 +33,7 @@ bool Find(t_errorChain& errors, std::uint32_t mode, t_path& path)
         return ReadModuleDirectory(BaseLibraryModule(), path);
     case 2:
     case 4: {
-        t_errorChain tolerated;
+        t_errorChain tolerated(t_errorChain::kDiscarding);
         return ReadRegisteredPath(tolerated, path) || ReadModuleDirectory(nullptr, path);
     }
     case 3:

@@ -143,7 +143,7 @@ bool t_runtime::CheckConfig(t_errorChain& errors, bool& shortNameSet)
     GetDataFilePaths(path, globalData);
     const bool loaded = path.empty() || IsMissing(path) || config->Load(errors, path.c_str());
     if (!config->Items().empty()) {
-        t_errorChain tolerated; // the step that sets the name tries again and reports
+        t_errorChain tolerated(t_errorChain::kDiscarding); // the step that sets the name tries again and reports
         shortNameSet = SetProcessShortName(tolerated);
         for (const auto& item : config->Items()) {
             if (processItem == nullptr && shortNameSet &&

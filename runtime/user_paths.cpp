@@ -67,7 +67,7 @@ bool FindUserPath(t_errorChain& errors, t_path& localLow, t_path& path)
         return false;
     }
     path = localLow;
-    t_errorChain tolerated;
+    t_errorChain tolerated(t_errorChain::kDiscarding);
     n_config::t_configFile environment;
     environment.Load(tolerated, JoinPath(localLow, L"TarvoPY\\env.ini").c_str(), kMaxEnvironmentBytes);
     if (const auto named = environment.Text().FindValue(L"user", L"path")) {

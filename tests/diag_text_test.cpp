@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -35,7 +36,7 @@ constexpr auto kDone = t_errorListResult::done;
 
 struct ErrorListLayout : testing::Test
 {
-    explicit ErrorListLayout(std::size_t units = t_errorListLayout::kBytes / 2) : area(units), list(area)
+    explicit ErrorListLayout(std::size_t bytes = t_errorListLayout::kBytes) : area(bytes), list(area)
     {
         list.InitialiseIfNew();
     }
@@ -54,7 +55,15 @@ struct ErrorListLayout : testing::Test
         return found;
     }
 
-    std::vector<std::uint16_t> area;
+    // The area's first UTF-16 units.
+    std::vector<std::uint16_t> Units(std::size_t count) const
+    {
+        std::vector<std::uint16_t> units(count);
+        std::memcpy(units.data(), area.data(), count * 2);
+        return units;
+    }
+
+    std::vector<std::byte> area;
     t_errorListLayout list;
 };
 
@@ -64,11 +73,11 @@ TEST_F(ErrorListLayout, StoresEntriesBackToBack)
     EXPECT_EQ(kDone, list.Add(L"错", false));
     list.InitialiseIfNew(); // of an existing list nothing is touched
     const std::vector<std::uint16_t> expected = {0, 16, 26, 0, 12, 0, 1, 'a', 'b', 0, 0, 0x9519, 0, 0};
-    EXPECT_EQ(expected, std::vector<std::uint16_t>(area.begin(), area.begin() + 14));
+    EXPECT_EQ(expected, Units(14));
     EXPECT_EQ(L"ab!", Next());
     EXPECT_EQ(L"错", Next());
     EXPECT_EQ(L"", Next());
-    EXPECT_EQ(26, area[4]);
+    EXPECT_EQ(26, Units(14)[4]);
 }
 
 TEST_F(ErrorListLayout, KeepsUnreadTextsWithAClearFlagOnce)
@@ -104,7 +113,7 @@ TEST_F(ErrorListLayout, HoldsExactlyItsCapacity)
 
 struct DamagedErrorList : ErrorListLayout
 {
-    DamagedErrorList() : ErrorListLayout(16) { list.Add(L"abcd", false); } // ends at byte 24 of 32
+    DamagedErrorList() : ErrorListLayout(32) { list.Add(L"abcd", false); } // ends at byte 24 of 32
 };
 
 TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
@@ -116,11 +125,11 @@ TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
         bool readable; // ReadNext and MarkAllRead need not look at every string
     } rows[] = {{0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},
                 {2, 14, true},  {3, 1, false},  {4, 10, false}, {4, 26, false}, {4, 13, false}, {11, 'e', true}};
-    const std::vector<std::uint16_t> sound = area;
+    const std::vector<std::byte> sound = area;
     for (const auto& row : rows) {
         area = sound;
-        area[row.unit] = row.value;
-        const std::vector<std::uint16_t> damaged = area;
+        std::memcpy(&area[row.unit * 2], &row.value, 2);
+        const std::vector<std::byte> damaged = area;
         t_str text = L"kept";
         bool flag = true;
         EXPECT_EQ(t_errorListResult::damaged, list.ReadNext(text, flag)) << row.unit << '=' << row.value;

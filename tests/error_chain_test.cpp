@@ -41,6 +41,17 @@ TEST(ErrorChain, FailFormatsAnEntryAndReturnsFalse)
     EXPECT_EQ(L"after", Joined(chain, nullptr));
 }
 
+TEST(ErrorChain, DiscardingOneKeepsOnlyTheFlag)
+{
+    t_errorChain chain(t_errorChain::kDiscarding);
+    EXPECT_FALSE(chain.Fail(L"%s", L"x"));
+    EXPECT_TRUE(chain.HasFailed());
+    chain.NewEntry() << L"x";
+    EXPECT_EQ(L"", chain.NewEntry());
+    EXPECT_TRUE(chain.IsEmpty());
+    EXPECT_FALSE(chain.KeepsEntries());
+}
+
 TEST(ErrorChain, LinesShowTheFirstNineEntriesAndTheLast)
 {
     const std::pair<int, const wchar_t*> cases[] = {

@@ -48,8 +48,14 @@ TEST_F(LogWriter, MasksSelectBitsOfADword)
         Enable(static_cast<DWORD>(value));
         EXPECT_EQ(enabled, IsErrorLogEnabled(static_cast<std::uint32_t>(mask))) << value << ' ' << mask;
     }
+    ImmImportPatch<decltype(&FormatMessageW)> format("FormatMessageW", [](auto...) { return 0; });
     WriteText(HKEY_CURRENT_USER, kKey, L"EnErrorLog", L"1");
     EXPECT_EQ("", Log());
+    RegDeleteValueW(MakeKey(HKEY_CURRENT_USER, kKey).Get(), L"EnErrorLog");
+    EXPECT_EQ("", Log());
+    RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
+    EXPECT_EQ("", Log());
+    EXPECT_EQ(0, format.calls) << "texts are made of what nobody reads";
 }
 
 TEST_F(LogWriter, WritesALinePerRequest)

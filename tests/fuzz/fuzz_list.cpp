@@ -11,11 +11,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size < 12) {
         return 0;
     }
-    std::vector<std::uint16_t> area(size / 2); // no byte more, so that an access behind it is found
-    std::memcpy(area.data(), data, area.size() * 2);
+    std::vector<std::byte> area(size); // no byte more, so that an access behind it is found
+    std::memcpy(area.data(), data, size);
     t_errorListLayout list(area);
     list.InitialiseIfNew();
-    const std::vector<std::uint16_t> before = area;
+    const std::vector<std::byte> before = area;
     bool known = false, found = false, flag = false;
     const t_errorListResult looked = list.Contains(L"ab", known), added = list.Add(L"ab", false);
     Check(looked == done ? added == done || added == full : added == damaged);
