@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include "app/action_lock.h"
 #include "base/os_version.h"
 #include "imereg/keyboard_layout.h"
+#include "imereg/layout_handle.h"
 #include "imereg/preload.h"
 #include "imereg/text_service.h"
 
@@ -40,7 +42,7 @@ void Uninstall()
 void TakeOutOfPreload()
 {
     if (const HKL layout = FindLoadedLayoutByImeFile(kClassicImeFile)) {
-        RemoveFromPreload(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(layout)), HKEY_CURRENT_USER);
+        RemoveFromPreload(KlidOf(layout), HKEY_CURRENT_USER);
     }
 }
 
@@ -61,6 +63,7 @@ bool ParseAndDispatch(t_errorChain& errors, wchar_t** arguments, int argumentCou
     if (arguments == nullptr || !ParseActionOptions(argumentCount, arguments, mode)) {
         return errors.Fail(L"%s", L"参数不合法");
     }
+    const t_actionLock lock;
     switch (*mode) {
     case t_actionMode::Install:
         Install();

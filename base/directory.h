@@ -2,6 +2,9 @@
 
 #include "base/path.h"
 
-// Whether the path names an existing directory. A bare drive ("C:") means its root, not its current directory. Behind
-// it: GetFileAttributesW.
+// The name to ask the system for a directory by: a bare drive ("C:"), which would mean its current directory, gets the
+// backslash of its root.
+t_path DirectoryToAsk(const t_path& path);
+
+// Whether the path names an existing directory; a bare drive means its root. Behind it: GetFileAttributesW.
 bool DirectoryExists(const t_path& path);

@@ -26,10 +26,20 @@ bool IsSpace(wchar_t unit)
     return unit == L' ' || (unit >= L'\t' && unit <= L'\r');
 }
 
+// Takes the digits off the front of a text. Returns their number, which saturates just above 32 bits.
+std::uint64_t TakeDigits(std::wstring_view& text, std::uint32_t base)
+{
+    std::uint64_t number = 0;
+    for (; !text.empty() && DigitValue(text.front()) < base; text.remove_prefix(1)) {
+        number = std::min(number * base + DigitValue(text.front()), std::uint64_t{0x1'0000'0000});
+    }
+    return number;
+}
+
 struct t_number
 {
     bool negative = false;
-    std::uint64_t magnitude = 0; // saturates just above 32 bits
+    std::uint64_t magnitude = 0; // as TakeDigits returns it
 };
 
 t_number ParsePrefix(std::wstring_view text, std::uint32_t base)
@@ -46,9 +56,7 @@ t_number ParsePrefix(std::wstring_view text, std::uint32_t base)
         DigitValue(text[2]) < base) {
         text.remove_prefix(2);
     }
-    for (; !text.empty() && DigitValue(text.front()) < base; text.remove_prefix(1)) {
-        number.magnitude = std::min(number.magnitude * base + DigitValue(text.front()), std::uint64_t{0x1'0000'0000});
-    }
+    number.magnitude = TakeDigits(text, base);
     return number;
 }
 
@@ -82,12 +90,20 @@ std::int32_t ParseDecimalPrefix(std::wstring_view text)
                                                               std::numeric_limits<std::int32_t>::max()));
 }
 
-bool ParseHexDigits(std::wstring_view text, std::uint32_t& value)
+bool ParseDigits(std::wstring_view text, std::uint32_t base, std::uint32_t limit, std::uint32_t& value)
 {
-    if (text.empty() || text.size() > 8 ||
-        !std::all_of(text.begin(), text.end(), [](wchar_t unit) { return DigitValue(unit) < 16; })) {
+    if (text.empty()) {
         return false;
     }
-    value = ParseHexPrefix(text);
+    const std::uint64_t number = TakeDigits(text, base);
+    if (!text.empty() || number > limit) {
+        return false;
+    }
+    value = static_cast<std::uint32_t>(number);
     return true;
+}
+
+bool ParseHexDigits(std::wstring_view text, std::uint32_t& value)
+{
+    return text.size() <= 8 && ParseDigits(text, 16, std::numeric_limits<std::uint32_t>::max(), value);
 }

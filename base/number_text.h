@@ -15,5 +15,12 @@ std::int32_t ParseDecimalPrefix(std::wstring_view text);
 // Reads the longest decimal prefix as wcstoul with base 10 does, saturating at 0xFFFFFFFF.
 std::uint32_t ParseUnsignedDecimalPrefix(std::wstring_view text);
 
+// Reads a text that consists of digits and nothing else, as many as there are.
+//   base   up to 16
+//   limit  the largest number that is accepted
+//   value  receives the number; unchanged on failure
+// Returns false for an empty text, for one with anything else in it, and for a larger number.
+[[nodiscard]] bool ParseDigits(std::wstring_view text, std::uint32_t base, std::uint32_t limit, std::uint32_t& value);
+
 // Reads a text that consists of one to eight hexadecimal digits and nothing else. Returns false otherwise.
-bool ParseHexDigits(std::wstring_view text, std::uint32_t& value);
+[[nodiscard]] bool ParseHexDigits(std::wstring_view text, std::uint32_t& value);

@@ -2,8 +2,9 @@
 
 #include <memory>
 
+#include "base/access_repair.h"
+#include "base/registry_link.h"
 #include "base/registry_text.h"
-#include "base/security.h"
 #include "diag/system_error.h"
 
 namespace {
@@ -81,8 +82,14 @@ bool t_reg::Open(t_errorChain& errors, const wchar_t* subKey, t_regAccess access
     }
     path << L"\\" << subKey;
     const bool create = has(t_regAccess::create);
-    const LSTATUS result = create ? CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr)
-                                  : RegOpenKeyExW(root, subKey, 0, mask, handle.Put());
+    LSTATUS result = ERROR_SUCCESS;
+    if (create) {
+        result = CreateKey(root, subKey, REG_OPTION_NON_VOLATILE, mask, handle.Put(), nullptr);
+    } else if (has(t_regAccess::unlinked)) {
+        result = OpenUnlinkedKey(root, subKey, mask, handle);
+    } else {
+        result = RegOpenKeyExW(root, subKey, 0, mask, handle.Put());
+    }
     return result == ERROR_SUCCESS || Fail(errors, result, create ? kCreateFailed : kOpenFailed);
 }
 
@@ -216,6 +223,7 @@ bool t_reg::ReadString(t_errorChain& errors, t_str& text, DWORD maxCharacters, c
 
 bool t_reg::WriteString(t_errorChain& errors, std::wstring_view text, const wchar_t* valueName)
 {
+    // The product's strings go by their stored size, which is that of the characters: ReadString needs no terminator.
     return WriteStatus(errors, WriteUnterminatedText(handle.Get(), valueName, text), valueName);
 }
 
@@ -289,13 +297,19 @@ bool t_reg::SubKeyExists(t_errorChain& errors, const wchar_t* subKey, bool* exis
 
 bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
 {
+    t_accessRepair repair;
+    return DeleteKey(errors, mustExist, subKey, repair);
+}
+
+bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey, t_accessRepair& repair)
+{
     SetLastError(ERROR_SUCCESS);
     LSTATUS result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
     if (result == ERROR_FILE_NOT_FOUND && !mustExist) {
         return true;
     }
     if (result == ERROR_ACCESS_DENIED) {
-        GrantCurrentUserAccess(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
+        repair.Grant(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
         result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
     }
     return result == ERROR_SUCCESS || Fail(errors, result, kDeleteKeyFailed);
@@ -304,7 +318,7 @@ bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKe
 bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey)
 {
     t_keyHandle probe;
-    const LSTATUS probed = RegOpenKeyExW(handle.Get(), subKey, 0, kRead32, probe.Put());
+    const LSTATUS probed = OpenUnlinkedKey(handle.Get(), subKey, kRead32, probe);
     probe.Reset();
     if (probed == ERROR_FILE_NOT_FOUND) {
         return !mustExist || FailWithSystemError(errors, ERROR_FILE_NOT_FOUND, L"%s%s\\%s", kDeleteMissingKey,
@@ -313,12 +327,13 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
     if (probed != ERROR_SUCCESS) {
         return Fail(errors, probed, kOpenFailed);
     }
-    if (DeleteKey(errors, mustExist, subKey)) {
+    t_accessRepair repair; // what the first attempt needs lasts until the key is empty
+    if (DeleteKey(errors, mustExist, subKey, repair)) {
         return true;
     }
 
     t_reg child(*this);
-    if (!child.Open(errors, subKey, t_regAccess::write | t_regAccess::view32)) {
+    if (!child.Open(errors, subKey, t_regAccess::write | t_regAccess::view32 | t_regAccess::unlinked)) {
         return false;
     }
     DWORD count = 0;
@@ -342,7 +357,7 @@ bool t_reg::DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subK
         }
     }
     child.Close();
-    return DeleteKey(errors, mustExist, subKey);
+    return DeleteKey(errors, mustExist, subKey, repair);
 }
 
 bool t_reg::DeleteValue(t_errorChain& errors, const wchar_t* valueName)

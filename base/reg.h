@@ -7,13 +7,16 @@
 #include "base/handles.h"
 #include "diag/error_chain.h"
 
+class t_accessRepair;
+
 // How t_reg::Open opens a key; any of these, combined.
 enum class t_regAccess : unsigned
 {
     read = 0,
-    write = 1,  // all access instead of reading
-    create = 2, // creates the sub-key when it does not exist
-    view32 = 4, // works in the 32-bit registry view
+    write = 1,    // all access instead of reading
+    create = 2,   // creates the sub-key when it does not exist
+    view32 = 4,   // works in the 32-bit registry view
+    unlinked = 8, // fails where a symbolic link leads elsewhere; not together with create
 };
 
 constexpr t_regAccess operator|(t_regAccess a, t_regAccess b)
@@ -107,16 +110,17 @@ public:
     //   exists  receives the answer; null fails with "非法参数"
     bool SubKeyExists(t_errorChain& errors, const wchar_t* subKey, bool* exists) const;
 
-    // Deletes a sub-key that has no sub-keys. When access is denied, the current user is given access to it
-    // first, and keeps it when deleting fails all the same.
+    // Deletes a sub-key that has no sub-keys. When access is denied, the current user is given access to that
+    // key alone for a second attempt; when that fails too, the key gets its access list and owner back.
     //   subKey     not null and not empty
     //   mustExist  whether a missing sub-key is a failure
     // Behind it: RegDeleteKeyW.
     bool DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
 
-    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure. Messages of a first
-    // attempt that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys
-    // cannot be counted clears the chain.
+    // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure; a symbolic link is
+    // one. Access that the current user needs to a key is given until its sub-keys are gone. Messages of a first attempt
+    // that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys cannot be
+    // counted clears the chain.
     //   subKey  a name below this key that does not cross a branch which differs between the registry views
     // Behind it: RegDeleteKeyW, RegEnumKeyW.
     bool DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
@@ -129,6 +133,9 @@ public:
     const t_str& Path() const { return path; }
 
 private:
+    //   repair  keeps the access that a second attempt needed
+    bool DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey, t_accessRepair& repair);
+
     // The system error and the text followed by the path. Returns false.
     bool Fail(t_errorChain& errors, LSTATUS code, const wchar_t* text) const;
     // Whether a write succeeded; reports it when it did not.

@@ -2,10 +2,6 @@
 
 #include <windows.h>
 
-#include <accctrl.h>
-
-#include "base/str.h"
-
 // Security of what every process of the product shares, whoever runs it and with whatever integrity.
 
 // Attributes for creating named objects: every user and, where the system has them, application packages get full
@@ -13,11 +9,7 @@
 // process and kept. Null, which means the default security, when the system refuses to build them.
 SECURITY_ATTRIBUTES* OpenSecurityAttributes();
 
-// The access list and the mandatory label of those attributes, for objects that exist already. Null when there is none.
+// The access list for files that exist already, and the same label: everyone gets reading and writing, and nobody the
+// right to change the list or the owner, so that a file keeps them. Null when there is none.
 ACL* OpenAccessList();
 ACL* LowMandatoryLabel();
-
-// Gives the current user full access to a named object, taking its ownership when nothing less will do.
-//   objectName  in the form that the security functions take, such as "CURRENT_USER\Software\X" for a registry key
-// Returns whether the access list was set. Behind it: SetNamedSecurityInfoW.
-bool GrantCurrentUserAccess(t_str objectName, SE_OBJECT_TYPE type);

@@ -33,6 +33,9 @@ bool IsCommitted(const void* view, std::size_t bytes)
 
 bool t_sharedMemory::Open(t_errorChain& errors, const wchar_t* name, std::uint32_t bytes)
 {
+    if (bytes > MAXDWORD - kHeaderBytes) {
+        return FailWithSystemError(errors, ERROR_INVALID_PARAMETER, L"创建共享内存失败：%s", name);
+    }
     const DWORD total = kHeaderBytes + bytes;
     t_handle opened(OpenFileMappingW(kAccess, FALSE, name));
     if (!opened) {

@@ -11,7 +11,7 @@ struct t_hkl
 {
     std::uint64_t hkl = 0;    // layout handle as the input-method manager uses it
     std::uint32_t klid = 0;   // keyboard-layout identifier, whose eight digits name the layout's key
-    std::uint16_t langId = 0; // language, 0x0804 for Simplified Chinese
+    std::uint16_t langId = 0; // language, such as kChinesePrc
     t_guid clsid;             // text service that provides the profile; null for a plain layout
     t_guid profileGuid;       // profile inside that text service; null for a plain layout
 };

@@ -93,6 +93,6 @@ bool t_hklManager_InstallWrap::UnhideLayout(t_errorChain& errors, const t_hkl& r
 {
     t_reg hidden(HKEY_CURRENT_USER);
     return hidden.Open(errors, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts",
-                       t_regAccess::write | t_regAccess::view32) &&
+                       t_regAccess::write | t_regAccess::view32 | t_regAccess::unlinked) &&
            hidden.DeleteValue(errors, L"1") && hidden.DeleteValue(errors, FormatStr(L"%08x", record.klid).c_str());
 }

@@ -5,6 +5,7 @@
 #include "base/number_text.h"
 #include "base/path.h"
 #include "base/reg.h"
+#include "catalogue/language.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ bool CreateImeLayoutKey(t_errorChain& errors, std::uint32_t& klid, const wchar_t
             best = std::max(best, taken);
         }
     }
-    const std::uint32_t next = ((best & 0xFFFF0000u) + 0x00010000u) | 0x0804u;
+    const std::uint32_t next = ((best & 0xFFFF0000u) + 0x00010000u) | kChinesePrc;
     if (!WriteImeLayoutKey(errors, layouts, next, imeFilePath, layoutText)) {
         return errors.Fail(kFailed);
     }

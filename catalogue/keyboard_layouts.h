@@ -20,7 +20,7 @@ bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& l
 // On failure, which an identifier of 0 is too, appends "获取t_hkl文件错误, klid=" with the identifier in decimal.
 bool GetImeFileNameByKlid(t_errorChain& errors, t_str& name, std::uint32_t klid);
 
-// Makes the key of a new IME layout for language 0x0804.
+// Makes the key of a new IME layout for Chinese (PRC).
 //   klid         receives the new identifier; unchanged on failure
 //   imeFilePath  the IME's file, with or without directory; only its name is stored; not null
 //   layoutText   name of the layout; not null

@@ -11,7 +11,7 @@ if(WIN32)
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
   # The prefix map and the dropped link time keep two builds of the same sources byte for byte the same.
   target_compile_options(project_options INTERFACE
-    "$<$<COMPILE_LANGUAGE:CXX>:-Os;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
+    "$<$<COMPILE_LANGUAGE:CXX>:$<IF:$<CONFIG:Debug>,-Og,-Os>;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
   target_link_options(project_options INTERFACE -static -Wl,--gc-sections -Wl,--no-insert-timestamp
     -Wl,--major-subsystem-version=5 -Wl,--minor-subsystem-version=2
     -Wl,--major-os-version=5 -Wl,--minor-os-version=2)

@@ -8,7 +8,6 @@
 #include "base/perf.h"
 #include "config/code_page.h"
 #include "config/encoding.h"
-#include "config/stored_file.h"
 
 namespace n_config {
 
@@ -30,11 +29,11 @@ bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
 
 } // namespace
 
-bool t_configFile::Load(t_errorChain& errors, const wchar_t* path)
+bool t_configFile::Load(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes)
 {
     const t_perfSection perf(t_perfKind::section, L"ReadConfig");
     try {
-        if (ReadText(errors, path)) {
+        if (ReadText(errors, path, maxBytes)) {
             ReadItems();
             unread = false;
             return true;
@@ -49,11 +48,11 @@ bool t_configFile::Load(t_errorChain& errors, const wchar_t* path)
     return false;
 }
 
-bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path)
+bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes)
 {
     std::string bytes;
     std::wstring decoded;
-    if (!ReadStoredFile(errors, path, bytes)) {
+    if (!ReadStoredFile(errors, path, bytes, maxBytes)) {
         return false;
     }
     if (!Decode(std::move(bytes), cipher, decoded)) {

@@ -2,6 +2,7 @@
 
 #include "config/cipher.h"
 #include "config/config_text.h"
+#include "config/stored_file.h"
 #include "diag/error_chain.h"
 
 namespace n_config {
@@ -19,20 +20,23 @@ public:
     t_configFile& operator=(const t_configFile&) = delete;
     virtual ~t_configFile() = default;
 
-    // Reads a file of at most 64 MiB. A plain file is UTF-16 behind its mark, UTF-8 with or without one, or else code
+    // Reads a file. A plain file is UTF-16 behind its mark, UTF-8 with or without one, or else code
     // page 936. Lines that are no comment, header or key line are left out.
-    //   path  not null
+    //   path      not null
+    //   maxBytes  a larger file fails
     // On failure the text is empty, every item has its default, and the chain has "无法打开ini文件", "无法读取ini文件",
     // "无法读取ini文件:分配内存失败" or "无法解析ini文件", behind the system error where there is one.
-    bool Load(t_errorChain& errors, const wchar_t* path);
+    bool Load(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes = kMaxFileBytes);
 
     // Writes the items into the text and stores it, at most 64 MiB. The file has its old content until the new one is
-    // complete; it is replaced and not rewritten, so its owner and its other names stay behind.
+    // complete; it is replaced and not rewritten, so its owner and its other names stay behind. Where the folder's
+    // rights refuse that, it is written into while another file keeps its old content (see ReplaceStoredFile).
     //   path  not null
     // Refused after a Load that failed on a file which is there: the defaults would take the place of its content.
     // On failure the stored file is as it was, but for its attributes, and the chain has "保存ini文件失败:转换失败"
     // when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher refuses, or the system error and
-    // "保存ini文件失败:" with the path. Behind it: CreateFileW, WriteFile, MoveFileExW.
+    // "保存ini文件失败:" with the path; behind them, when the old content could not be put back, "旧内容保存在:" with
+    // the path of the file that keeps it. Behind it: CreateFileW, WriteFile, MoveFileExW.
     bool Save(t_errorChain& errors, const wchar_t* path);
 
     t_configText& Text() { return text; }
@@ -44,7 +48,7 @@ protected:
     virtual void WriteItems() {}
 
 private:
-    bool ReadText(t_errorChain& errors, const wchar_t* path);
+    bool ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes);
     bool Encode(t_errorChain& errors, std::string& bytes);
 
     t_cipher* cipher;

@@ -1,14 +1,13 @@
 #include "config/config_text.h"
 
 #include <algorithm>
-#include <type_traits>
-
-#include "base/elf_hash.h"
 
 namespace n_config {
 
-struct t_configText::t_section : t_namedEntry
+struct t_configText::t_section : t_entry
 {
+    explicit t_section(std::pmr::memory_resource* arena) : keys(arena) {}
+
     t_entryList order;
     t_nameTable keys;
 };
@@ -16,6 +15,13 @@ struct t_configText::t_section : t_namedEntry
 namespace {
 
 constexpr wchar_t kLineEnd[] = L"\r\n";
+
+// The entry of that name, or null.
+t_entry* FindEntry(const t_nameTable& table, std::wstring_view name)
+{
+    const auto found = table.find(t_hashedName(name));
+    return found != table.end() ? found->second : nullptr;
+}
 
 // The name in a line that begins with "["; empty when the line is no header.
 std::wstring_view HeaderName(std::wstring_view line)
@@ -138,21 +144,21 @@ std::wstring t_configText::Render() const
 void t_configText::Clear()
 {
     order = {};
-    sections = {};
+    sections.clear(); // while its nodes are there: the next line takes them away
     arena.release();
 }
 
 std::optional<std::wstring_view> t_configText::FindValue(std::wstring_view section, std::wstring_view key) const
 {
     const t_section* const found = FindSection(section);
-    const t_entry* const entry = found != nullptr ? found->keys.Find(key, ElfHashIgnoringCase(key)) : nullptr;
+    const t_entry* const entry = found != nullptr ? FindEntry(found->keys, key) : nullptr;
     return entry != nullptr ? std::optional(entry->Value()) : std::nullopt;
 }
 
 void t_configText::SetValue(std::wstring_view section, std::wstring_view key, std::wstring_view value)
 {
     t_section& opened = OpenSection(section);
-    if (t_entry* const entry = opened.keys.Find(key, ElfHashIgnoringCase(key))) {
+    if (t_entry* const entry = FindEntry(opened.keys, key)) {
         StoreText(*entry, arena.allocate(StoredBytes(key, value), alignof(wchar_t)), entry->Name(), value);
     } else {
         AppendKey(opened, key, value);
@@ -170,13 +176,14 @@ itl::ImmSimpleArray<std::wstring_view> t_configText::SectionNames() const
     return names;
 }
 
-// Carves an entry with its text from the arena and puts it at the end of a list.
-template <class Entry>
-Entry& t_configText::Append(t_entryList& list, std::wstring_view name, std::wstring_view value)
+// Carves an entry with its text from the arena and puts it at the end of a list. It is never destroyed: what it owns
+// lies in the arena too.
+template <class Entry, class... Args>
+Entry& t_configText::Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments)
 {
-    static_assert(std::is_trivially_destructible_v<Entry> && sizeof(Entry) % alignof(wchar_t) == 0);
+    static_assert(sizeof(Entry) % alignof(wchar_t) == 0);
     void* const block = arena.allocate(sizeof(Entry) + StoredBytes(name, value), alignof(Entry));
-    Entry& entry = *new (block) Entry{};
+    Entry& entry = *new (block) Entry{arguments...};
     StoreText(entry, static_cast<char*>(block) + sizeof(Entry), name, value);
     (list.last != nullptr ? list.last->next : list.first) = &entry;
     list.last = &entry;
@@ -185,7 +192,7 @@ Entry& t_configText::Append(t_entryList& list, std::wstring_view name, std::wstr
 
 t_configText::t_section* t_configText::FindSection(std::wstring_view name) const
 {
-    return static_cast<t_section*>(sections.Find(name, ElfHashIgnoringCase(name)));
+    return static_cast<t_section*>(FindEntry(sections, name));
 }
 
 // The section of that name, appended when it is missing.
@@ -194,17 +201,16 @@ t_configText::t_section& t_configText::OpenSection(std::wstring_view name)
     if (t_section* const found = FindSection(name)) {
         return *found;
     }
-    t_section& section = Append<t_section>(order, name, {});
-    section.hash = ElfHashIgnoringCase(name);
-    sections.Add(section, arena);
+    t_section& section = Append<t_section>(order, name, {}, &arena);
+    sections.try_emplace(t_hashedName(section.Name()), &section);
     return section;
 }
 
+// A key that the section has already keeps its first entry in the table.
 void t_configText::AppendKey(t_section& section, std::wstring_view key, std::wstring_view value)
 {
-    t_namedEntry& entry = Append<t_namedEntry>(section.order, key, value);
-    entry.hash = ElfHashIgnoringCase(key);
-    section.keys.Add(entry, arena);
+    t_entry& entry = Append<t_entry>(section.order, key, value);
+    section.keys.try_emplace(t_hashedName(entry.Name()), &entry);
 }
 
 } // namespace n_config

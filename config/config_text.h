@@ -53,15 +53,15 @@ public:
 private:
     struct t_section;
 
-    template <class Entry>
-    Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value);
+    template <class Entry, class... Args>
+    Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments);
     t_section* FindSection(std::wstring_view name) const;
     t_section& OpenSection(std::wstring_view name);
     void AppendKey(t_section& section, std::wstring_view key, std::wstring_view value);
 
     std::pmr::monotonic_buffer_resource arena;
     t_entryList order;
-    t_nameTable sections;
+    t_nameTable sections{&arena};
 };
 
 } // namespace n_config

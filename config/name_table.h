@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory_resource>
 #include <string_view>
 
-// The records that a configuration text consists of, and the hash table that finds the named ones. All of them live in
-// the arena of their file and are released with it; none has a destructor. Lengths are in characters.
+// The records that a configuration text consists of, and the table that finds the named ones. All of them live in the
+// arena of their file and are released with it. Lengths are in characters.
 namespace n_config {
 
 // One entry of an order list: a comment line, a key with its value, or a section.
@@ -28,39 +29,23 @@ struct t_entryList
     t_entry* last = nullptr;
 };
 
-// A key or a section, and its place in a name table.
-struct t_namedEntry : t_entry
-{
-    std::uint32_t hash = 0; // ElfHashIgnoringCase of the name
-    std::uint32_t level = 0;
-    t_namedEntry* left = nullptr;
-    t_namedEntry* right = nullptr;
-};
-
-// Finds entries by name without letter case. An entry's bucket is its hash modulo the number of buckets, which grows
-// with the number of entries; inside a bucket entries are ordered by hash, then by name.
-//
-// A bucket is a balanced tree (an AA tree), not a list: the hash has 28 bits and names that share one are easy to make,
-// so a hostile file can put all of its names into one bucket and still must be read in reasonable time.
-class t_nameTable
+// A name as a table orders it: by its hash, then by the text without letter case.
+class t_hashedName
 {
 public:
-    // Returns the entry of that name, or null.
-    //   hash  ElfHashIgnoringCase(name)
-    t_namedEntry* Find(std::wstring_view name, std::uint32_t hash) const;
+    //   name  must outlive this object
+    explicit t_hashedName(std::wstring_view name);
 
-    // Adds an entry unless the table holds its name already.
-    //   entry  its name and hash are set
-    //   arena  gives the memory for the buckets; the same at every call
-    void Add(t_namedEntry& entry, std::pmr::memory_resource& arena);
+    bool operator<(const t_hashedName& other) const;
 
 private:
-    void Insert(t_namedEntry& entry);
-    void InsertTree(t_namedEntry* root);
-
-    t_namedEntry** buckets = nullptr;
-    std::uint32_t bucketCount = 0;
-    std::uint32_t entryCount = 0;
+    std::uint32_t hash; // ElfHashIgnoringCase of the name
+    std::wstring_view text;
 };
+
+// Finds keys or sections by name: a hash table of one bucket, which is a balanced tree. The hash has 28 bits and names
+// that share one are easy to make, so a hostile file can put all of its names into one bucket whatever the number of
+// buckets, and still must be read in reasonable time. More of them would save microseconds on a file of usual size.
+using t_nameTable = std::pmr::map<t_hashedName, t_entry*>;
 
 } // namespace n_config

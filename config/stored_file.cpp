@@ -3,150 +3,157 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <memory>
 #include <new>
 
 #include "base/handles.h"
+#include "config/new_file.h"
 #include "diag/system_error.h"
 
 namespace n_config {
 
 namespace {
 
-// Network redirectors before Vista refuse to move more than 64 MB in one call.
-constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
+// Virus scanners, search indexers and programs that store the file themselves hold it for moments.
+constexpr int kPauses = 4;
+constexpr DWORD kPauseMilliseconds = 30;
 
-bool ReadBytes(HANDLE file, std::string& bytes)
+// Whether somebody holds a file, or its rights or those of its folder refuse the call. The system's answer does not
+// tell: access is denied to a replacement of a file that is open, too, and to a file that is being deleted.
+bool IsRefused(DWORD code)
 {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        DWORD moved = 0;
-        const DWORD chunk = static_cast<DWORD>(std::min(bytes.size() - done, kChunkBytes));
-        if (!ReadFile(file, bytes.data() + done, chunk, &moved, nullptr)) {
-            return false;
-        }
-        if (moved == 0) {
-            SetLastError(ERROR_HANDLE_EOF); // the file was cut since its size was read
-            return false;
-        }
-        done += moved;
-    }
-    return true;
+    return code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED;
 }
 
-bool WriteBytes(HANDLE file, std::string_view bytes)
+// Makes a call that returns a system error code, a few times as long as it is refused.
+template <class Call>
+DWORD RetryWhileRefused(Call call)
 {
-    while (!bytes.empty()) {
-        DWORD moved = 0;
-        const DWORD chunk = static_cast<DWORD>(std::min(bytes.size(), kChunkBytes));
-        if (!WriteFile(file, bytes.data(), chunk, &moved, nullptr)) {
-            return false;
-        }
-        if (moved == 0) {
-            SetLastError(ERROR_DISK_FULL);
-            return false;
-        }
-        bytes.remove_prefix(moved);
+    DWORD code = call();
+    for (int pause = 0; pause < kPauses && IsRefused(code); ++pause) {
+        Sleep(kPauseMilliseconds);
+        code = call();
     }
-    return true;
+    return code;
 }
 
-// A file beside another one, deleted unless it takes the other's name.
-class t_replacement
+DWORD Open(t_handle& file, const wchar_t* path, DWORD access, DWORD share, DWORD flags)
 {
-public:
-    explicit t_replacement(const wchar_t* pathToReplace) : target(pathToReplace) {}
-    t_replacement(const t_replacement&) = delete;
-    t_replacement& operator=(const t_replacement&) = delete;
-    ~t_replacement()
-    {
-        if (exists) {
-            file.Reset();
-            DeleteFileW(path.c_str());
-        }
+    file = MakeFileHandle(CreateFileW(path, access, share, nullptr, OPEN_EXISTING, flags, nullptr));
+    return file ? DWORD{ERROR_SUCCESS} : GetLastError();
+}
+
+std::wstring_view FolderOf(std::wstring_view path)
+{
+    return path.substr(0, path.find_last_of(L"\\/:") + 1);
+}
+
+DWORD ReplaceByNewFile(const wchar_t* path, std::string_view bytes)
+{
+    t_newFile created;
+    DWORD code = created.Create(FolderOf(path));
+    if (code == ERROR_SUCCESS) {
+        created.CopyAccessList(path);
+        code = created.Write(bytes);
     }
+    return code == ERROR_SUCCESS ? RetryWhileRefused([&] { return created.TakeName(path); }) : code;
+}
 
-    // Creates the file empty, never touching one that exists.
-    bool Create()
-    {
-        const std::wstring_view whole(target);
-        const std::wstring directory(whole.substr(0, whole.find_last_of(L"\\/:") + 1));
-        DWORD number = GetTickCount() ^ (GetCurrentProcessId() << 16);
-        for (int attempt = 0; attempt < 100; ++attempt, ++number) {
-            // A name of 8 and 3 characters fits into every directory that can be made.
-            path = FormatStr(L"%s%08x.tmp", directory.c_str(), number);
-            file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE | WRITE_DAC, 0, nullptr, CREATE_NEW,
-                                              FILE_ATTRIBUTE_NORMAL, nullptr));
-            exists = static_cast<bool>(file);
-            if (exists || GetLastError() != ERROR_FILE_EXISTS) {
-                break;
-            }
-        }
-        return exists;
+// Keeps the content of a file in another one, with the access list of the first.
+DWORD KeepContent(t_newFile& kept, const wchar_t* path, std::string_view content)
+{
+    DWORD code = kept.Create(FolderOf(path));
+    if (IsRefused(code)) {
+        wchar_t folder[MAX_PATH + 1] = {};
+        const DWORD length = GetTempPathW(ARRAYSIZE(folder), folder); // with a backslash at its end
+        code = length != 0 && length < ARRAYSIZE(folder) ? kept.Create(folder) : DWORD{ERROR_PATH_NOT_FOUND};
     }
-
-    // Gives the file the access list of the one it is to replace. Without one, or where the file system has none, the
-    // list inherited from the directory stays.
-    void CopyAccessList()
-    {
-        DWORD size = 0;
-        GetFileSecurityW(target, DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-        const std::unique_ptr<BYTE[]> descriptor(size != 0 ? new (std::nothrow) BYTE[size] : nullptr);
-        if (descriptor != nullptr &&
-            GetFileSecurityW(target, DACL_SECURITY_INFORMATION, descriptor.get(), size, &size)) {
-            // Without this request the list would no longer count as inherited from the directory.
-            SetSecurityDescriptorControl(descriptor.get(), SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
-            SetKernelObjectSecurity(file.Get(), DACL_SECURITY_INFORMATION, descriptor.get());
-        }
+    if (code == ERROR_SUCCESS) {
+        kept.CopyAccessList(path);
+        code = kept.Write(content);
     }
+    return code;
+}
 
-    // Writes the content through to the disk.
-    bool Write(std::string_view bytes) { return WriteBytes(file.Get(), bytes) && FlushFileBuffers(file.Get()); }
+bool SetPosition(HANDLE file, std::size_t position)
+{
+    LARGE_INTEGER offset{};
+    offset.QuadPart = static_cast<LONGLONG>(position);
+    return SetFilePointerEx(file, offset, nullptr, FILE_BEGIN) != FALSE;
+}
 
-    // Takes the other file's name. MoveFileExW does it in one step; ReplaceFileW needs two, and the name would be gone
-    // for a moment between them.
-    bool TakeName()
-    {
-        file.Reset();
-        if (!MoveFileExW(path.c_str(), target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-            return false;
-        }
-        exists = false;
-        return true;
+// Gives an open file, which is long enough for them, other bytes.
+DWORD Overwrite(HANDLE file, std::string_view bytes)
+{
+    if (!SetPosition(file, 0)) {
+        return GetLastError();
     }
+    const DWORD code = WriteBytes(file, bytes);
+    if (code != ERROR_SUCCESS) {
+        return code;
+    }
+    return SetEndOfFile(file) && FlushFileBuffers(file) ? DWORD{ERROR_SUCCESS} : GetLastError();
+}
 
-private:
-    const wchar_t* target;
-    ::t_str path;
+// A link, or another name, leads to a file that a less privileged user may have chosen.
+bool HasOneName(HANDLE file)
+{
+    BY_HANDLE_FILE_INFORMATION info{};
+    return GetFileInformationByHandle(file, &info) && (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
+           info.nNumberOfLinks == 1;
+}
+
+// keptPath receives the path of the old content where that could not be put back.
+DWORD WriteInPlace(const wchar_t* path, std::string_view bytes, ::t_path& keptPath)
+{
     t_handle file;
-    bool exists = false;
-};
+    // No more than the rights that are used: a share may withhold others. Nobody may read half of the content.
+    DWORD code = RetryWhileRefused(
+        [&] { return Open(file, path, GENERIC_READ | FILE_WRITE_DATA, 0, FILE_FLAG_OPEN_REPARSE_POINT); });
+    if (code != ERROR_SUCCESS) {
+        return code == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_ACCESS_DENIED} : code; // the folder refused a new file
+    }
+    if (!HasOneName(file.Get())) {
+        return ERROR_CANT_ACCESS_FILE;
+    }
+    std::string old;
+    code = ReadBytes(file.Get(), old, kMaxFileBytes);
+    t_newFile kept;
+    if (code == ERROR_SUCCESS) {
+        code = KeepContent(kept, path, old);
+    }
+    if (code != ERROR_SUCCESS) {
+        return code;
+    }
+    // Room first, so that a full disk refuses before anything is written.
+    if (!SetPosition(file.Get(), std::max(old.size(), bytes.size())) || !SetEndOfFile(file.Get())) {
+        return GetLastError();
+    }
+    code = Overwrite(file.Get(), bytes);
+    if (code != ERROR_SUCCESS && Overwrite(file.Get(), old) != ERROR_SUCCESS) {
+        keptPath = kept.Keep();
+    }
+    return code;
+}
 
 } // namespace
 
-bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes)
+bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes)
 {
-    const t_handle file = MakeFileHandle(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                                     OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!file) {
-        return FailWithSystemError(errors, GetLastError(), L"无法打开ini文件");
-    }
-    LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.Get(), &size)) {
-        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
-    }
-    if (size.QuadPart > static_cast<LONGLONG>(kMaxFileBytes)) {
-        return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"无法读取ini文件");
-    }
     try {
-        bytes.resize(static_cast<std::size_t>(size.QuadPart));
+        bool opened = false;
+        const DWORD code = RetryWhileRefused([&] {
+            t_handle file;
+            // A program that has the file open for writing keeps nobody from reading it.
+            const DWORD result = Open(file, path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      FILE_FLAG_SEQUENTIAL_SCAN);
+            opened = result == ERROR_SUCCESS;
+            return opened ? ReadBytes(file.Get(), bytes, maxBytes) : result;
+        });
+        return code == ERROR_SUCCESS ||
+               FailWithSystemError(errors, code, opened ? L"无法读取ini文件" : L"无法打开ini文件");
     } catch (const std::bad_alloc&) {
         return FailWithSystemError(errors, ERROR_NOT_ENOUGH_MEMORY, L"无法读取ini文件:分配内存失败");
     }
-    if (!ReadBytes(file.Get(), bytes)) {
-        return FailWithSystemError(errors, GetLastError(), L"无法读取ini文件");
-    }
-    return true;
 }
 
 bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes)
@@ -155,13 +162,19 @@ bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_vi
         return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"保存ini文件失败:%s", path); // nobody could read it
     }
     SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL); // a read-only file cannot be replaced
-    t_replacement replacement(path);
-    bool done = replacement.Create();
-    if (done) {
-        replacement.CopyAccessList();
-        done = replacement.Write(bytes) && replacement.TakeName();
+    ::t_path keptPath;
+    DWORD code = ReplaceByNewFile(path, bytes);
+    if (IsRefused(code)) {
+        code = WriteInPlace(path, bytes, keptPath);
     }
-    return done || FailWithSystemError(errors, GetLastError(), L"保存ini文件失败:%s", path);
+    if (code == ERROR_SUCCESS) {
+        return true;
+    }
+    FailWithSystemError(errors, code, L"保存ini文件失败:%s", path);
+    if (!keptPath.empty()) {
+        errors.Fail(L"旧内容保存在:%s", keptPath.c_str());
+    }
+    return false;
 }
 
 } // namespace n_config

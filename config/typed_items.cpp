@@ -3,34 +3,14 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/number_text.h"
+
 namespace n_config {
 
 namespace {
 
 constexpr std::size_t kMaxKeyName = 259;
 constexpr std::size_t kMinIntegerBuffer = 11;
-
-// Reads digits and nothing else; at least one, and a number up to the limit.
-bool ParseDigits(std::wstring_view text, std::uint32_t base, std::uint32_t limit, std::uint32_t& number)
-{
-    std::uint64_t sum = 0;
-    for (const wchar_t unit : text) {
-        std::uint32_t digit = base;
-        if (unit >= L'0' && unit <= L'9') {
-            digit = static_cast<std::uint32_t>(unit - L'0');
-        } else if (unit >= L'a' && unit <= L'f') {
-            digit = static_cast<std::uint32_t>(unit - L'a' + 10);
-        } else if (unit >= L'A' && unit <= L'F') {
-            digit = static_cast<std::uint32_t>(unit - L'A' + 10);
-        }
-        sum = sum * base + digit;
-        if (digit >= base || sum > limit) {
-            return false;
-        }
-    }
-    number = static_cast<std::uint32_t>(sum);
-    return !text.empty();
-}
 
 } // namespace
 

@@ -116,6 +116,12 @@ t_errorListResult t_errorListLayout::ReadNext(t_str& text, bool& flag)
     return t_errorListResult::done;
 }
 
+bool t_errorListLayout::HasUnread() const
+{
+    t_header header;
+    return !ReadHeader(header) || header.begin != header.end;
+}
+
 t_errorListResult t_errorListLayout::MarkAllRead()
 {
     t_header header;

@@ -40,6 +40,9 @@ public:
     // Both outputs are unchanged when the list is damaged.
     t_errorListResult ReadNext(t_str& text, bool& flag);
 
+    // Whether there is an entry that ReadNext would take, or one that is damaged.
+    bool HasUnread() const;
+
     // Takes every unread entry.
     t_errorListResult MarkAllRead();
 

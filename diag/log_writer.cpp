@@ -2,17 +2,15 @@
 
 #include <windows.h>
 
-#include <aclapi.h>
-
 #include <memory>
 
 #include "base/directory.h"
 #include "base/module_path.h"
 #include "base/reg.h"
-#include "base/security.h"
 #include "base/singleton.h"
 #include "diag/format_time.h"
 #include "diag/join.h"
+#include "diag/log_file.h"
 #include "runtime/runtime.h"
 
 namespace {
@@ -32,45 +30,6 @@ bool WriteAll(HANDLE file, const void* data, std::size_t bytes)
 {
     DWORD written = 0;
     return WriteFile(file, data, static_cast<DWORD>(bytes), &written, nullptr) && written == bytes;
-}
-
-bool IsLink(HANDLE file)
-{
-    BY_HANDLE_FILE_INFORMATION info{};
-    return !GetFileInformationByHandle(file, &info) || (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
-           info.nNumberOfLinks > 1;
-}
-
-// Lets programs of every user and integrity write the file too. A handle without the rights for it, because another
-// user's file grants them to nobody else, fails here, and that user has done it already.
-void RelaxSecurity(HANDLE file)
-{
-    if (ACL* const accessList = OpenAccessList()) {
-        SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, accessList, nullptr);
-    }
-    if (ACL* const label = LowMandatoryLabel()) {
-        SetSecurityInfo(file, SE_FILE_OBJECT, LABEL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, label);
-    }
-}
-
-// Opens or creates a log file for this process alone. Null when it cannot be had or is a link.
-t_handle OpenLogFile(const t_path& path)
-{
-    t_handle file;
-    // Changing the access list and the label takes two rights that reading and writing do not include.
-    for (const DWORD securityRights : {DWORD{WRITE_DAC | WRITE_OWNER}, DWORD{0}}) {
-        // A link in place of the file is opened itself, not what it leads to.
-        file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | securityRights, 0, nullptr,
-                                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-        if (file || GetLastError() != ERROR_ACCESS_DENIED) {
-            break;
-        }
-    }
-    if (!file || IsLink(file.Get())) {
-        return t_handle();
-    }
-    RelaxSecurity(file.Get());
-    return file;
 }
 
 // Cuts a full file to the mark and a later part. The file is emptied through the handle that was checked: CREATE_ALWAYS
@@ -104,9 +63,9 @@ t_str MakeLine(t_errorChain& chain, std::uint32_t number)
     return line;
 }
 
-void AppendLogLine(t_errorChain& chain, const t_path& path, std::uint32_t number)
+void AppendLogLine(t_errorChain& chain, const t_path& folder, const wchar_t* name, std::uint32_t number)
 {
-    const t_handle file = OpenLogFile(path);
+    const t_handle file = OpenLogFile(folder, name);
     LARGE_INTEGER size{};
     if (!file || !GetFileSizeEx(file.Get(), &size)) {
         return;
@@ -141,10 +100,8 @@ void Log(t_errorChain& chain, std::uint32_t mask, std::uint32_t number, const wc
         chain.Fail(L"获取用户目录失败");
         return;
     }
-    // A folder of the user's that leads elsewhere could make the log end up, open to everyone, where it must not.
-    const DWORD attributes = GetFileAttributesW(folder.c_str());
-    if (DirectoryExists(folder) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
-        AppendLogLine(chain, JoinPath(folder, name), number);
+    if (DirectoryExists(folder)) {
+        AppendLogLine(chain, folder, name, number);
     }
 }
 

@@ -14,8 +14,8 @@ bool IsErrorLogEnabled(std::uint32_t mask);
 // The chain keeps its entries; its failed flag is cleared when a line is made.
 //   mask       bits of "EnErrorLog" of which one must be set; otherwise the chain is not touched
 //   directory  an existing directory; null for "TarvoPy" in the runtime's user data directory, which is looked up once
-//              per process (a folder that is a link is refused): when it is not known then, this and every later
-//              request appends "获取用户目录失败"
-// A file that is a link of any kind is left alone: giving everyone access to it could open somebody else's file.
+//              per process: when it is not known then, this and every later request appends "获取用户目录失败"
+// A file that is a link of any kind, or is reached over one, is left alone: giving everyone access to it could open
+// somebody else's file.
 void LogError(t_errorChain& chain, std::uint32_t mask, const wchar_t* directory);
 void LogSchedule(t_errorChain& chain, std::uint32_t mask, std::uint32_t number, const wchar_t* directory);

@@ -7,33 +7,21 @@
 
 #include "base/ascii_case.h"
 #include "base/path.h"
-#include "base/singleton.h"
 #include "base/system_directory.h"
 #include "base/trace.h"
-#include "catalogue/hkl_manager.h"
+#include "imereg/layout_handle.h"
 #include "imereg/layout_keys.h"
 #include "imereg/preload.h"
+#include "imereg/use_catalogue.h"
 #include "imereg/user_hives.h"
 
 namespace {
 
 constexpr DWORD kLanguageMask = 0x0000FFFF;
-constexpr DWORD kChineseLanguage = 0x00000804;
 
 constexpr wchar_t kNoSystemDirectory[] = L"取系统目录失败";
 
 using t_globalMemory = ImmUnique<HGLOBAL, &GlobalFree>;
-
-// For IME layouts handle and KLID are the same 32-bit number; the system extends the handle's sign.
-std::uint32_t KlidOf(HKL layout)
-{
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(layout));
-}
-
-HKL HandleOf(std::uint32_t klid)
-{
-    return reinterpret_cast<HKL>(std::uintptr_t{klid});
-}
 
 // The full path of the classic IME file. Returns 0 or a status code.
 int BuildImePath(t_path& path)
@@ -58,20 +46,21 @@ int BuildImePath(t_path& path)
 // The KLID of the first catalogued layout of an IME file, or 0.
 std::uint32_t FindCatalogued(std::wstring_view imeFile, DWORD mask, DWORD value)
 {
-    t_errorChain discarded;
     t_hkl found;
-    auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance();
-    return catalogue != nullptr && catalogue->GetHKLByName(discarded, found, imeFile, mask, value) ? found.klid : 0;
+    UseCatalogue([&](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {
+        return catalogue.GetHKLByName(errors, found, imeFile, mask, value);
+    });
+    return found.klid;
 }
 
 // Has the catalogue write the layout's key. Returns its KLID, or 0.
 std::uint32_t RegisterDirectly(const t_path& imePath, const wchar_t* layoutText)
 {
-    t_errorChain discarded;
     std::uint32_t klid = 0;
-    auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance();
-    return catalogue != nullptr && catalogue->CreateImeLayoutKey(discarded, klid, imePath.c_str(), layoutText) ? klid
-                                                                                                               : 0;
+    UseCatalogue([&](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {
+        return catalogue.CreateImeLayoutKey(errors, klid, imePath.c_str(), layoutText);
+    });
+    return klid;
 }
 
 // Finds the layout's KLID, or makes a layout. Returns 0 or the system's error code.
@@ -90,7 +79,7 @@ int ProvideLayout(const t_path& imePath, const wchar_t* layoutText, std::uint32_
     }
     // Taken at once: the look-ups below make system calls of their own.
     const DWORD installError = GetLastError();
-    klid = FindCatalogued(FileNamePart(imePath), kLanguageMask, kChineseLanguage);
+    klid = FindCatalogued(FileNamePart(imePath), kLanguageMask, kChinesePrc);
     if (klid != 0) {
         return 0;
     }

@@ -2,13 +2,14 @@
 
 #include <windows.h>
 
+#include "catalogue/language.h"
 #include "catalogue/product_ime_file.h"
 
 // The classic layout of the input method: installing and removing it by its IME file.
 
 // Among the layouts of an IME file: IME layouts for Chinese (PRC).
 inline constexpr DWORD kChineseImeMask = 0xF000FFFF;
-inline constexpr DWORD kChineseImeValue = 0xE0000804;
+inline constexpr DWORD kChineseImeValue = 0xE0000000 | kChinesePrc;
 
 inline constexpr int kSystemDirectoryUnknown = -248;
 inline constexpr int kSystemDirectoryTooLong = -254;
@@ -17,7 +18,7 @@ inline constexpr int kLayoutNotFound = -374;
 
 // Installs the classic layout of "TarvoPY.ime", or refreshes the layout text of the one that is installed, and puts it
 // into the preload lists of the logged-on user and the default profile and out of those of the system accounts.
-//   unused      kept for callers' sake
+//   unused      any number: part of the interface that other programs of the product call
 //   layoutText  display name; not null
 // Returns 0 (also when the layout cannot be registered and the system names no error), one of the codes above, or the
 // system's error code when the layout cannot be registered at all; failures are traced. Behind it: ImmInstallIMEW.

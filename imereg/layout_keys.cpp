@@ -6,6 +6,7 @@
 #include "base/number_text.h"
 #include "base/registry_text.h"
 #include "base/trace.h"
+#include "catalogue/language.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ itl::ImmSimpleArray<std::uint32_t> CollectChineseKlids(HKEY layouts)
             continue;
         }
         name[ARRAYSIZE(name) - 1] = L'\0';
-        if (const std::uint32_t klid = ParseHexPrefix(name); LOWORD(klid) == 0x0804) {
+        if (const std::uint32_t klid = ParseHexPrefix(name); LOWORD(klid) == kChinesePrc) {
             klids.push_back(klid);
         }
     }
@@ -83,7 +84,7 @@ std::uint32_t FindLayoutKlidByImeFile(std::wstring_view imeFile)
     return 0;
 }
 
-LSTATUS UpdateLayoutText(std::uint32_t klid, std::wstring_view text)
+LSTATUS UpdateLayoutText(std::uint32_t klid, const std::wstring& text)
 {
     t_keyHandle layouts;
     if (const LSTATUS result = OpenLayoutsKey(KEY_ALL_ACCESS, layouts); result != ERROR_SUCCESS) {
@@ -98,7 +99,7 @@ LSTATUS UpdateLayoutText(std::uint32_t klid, std::wstring_view text)
     if (result != ERROR_SUCCESS || stored == text) {
         return result;
     }
-    return WriteUnterminatedText(layout.Get(), L"layout text", text);
+    return WriteTerminatedText(layout.Get(), L"layout text", text);
 }
 
 void DeleteLayoutKey(std::uint32_t klid)

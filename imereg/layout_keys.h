@@ -32,7 +32,7 @@ std::uint32_t FindLayoutKlidByImeFile(std::wstring_view imeFile);
 
 // Rewrites the "layout text" of an existing layout when it differs from the text.
 // Returns the status of the call that failed, or 0.
-LSTATUS UpdateLayoutText(std::uint32_t klid, std::wstring_view text);
+LSTATUS UpdateLayoutText(std::uint32_t klid, const std::wstring& text);
 
 // Deletes a layout's key, which must have no sub-keys. A failure is only traced. Behind it: RegDeleteKeyW.
 void DeleteLayoutKey(std::uint32_t klid);

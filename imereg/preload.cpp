@@ -3,12 +3,15 @@
 #include <cwchar>
 
 #include "base/handles.h"
+#include "base/registry_link.h"
 #include "base/registry_text.h"
 #include "base/trace.h"
 #include "imereg/sort_order.h"
 
 namespace {
 
+constexpr wchar_t kKeyboardLayout[] = L"Keyboard Layout";
+constexpr wchar_t kPreload[] = L"Preload";
 constexpr wchar_t kPreloadPath[] = L"Keyboard Layout\\Preload";
 constexpr wchar_t kTraceTag[] = L"更新预加载列表失败";
 
@@ -36,13 +39,13 @@ t_preloadSlots ReadSlots(HKEY preload)
     return slots;
 }
 
-// Writes every slot as eight digits without a terminator. Returns the status of the last write.
+// Writes every slot with a stated length of eight digits. Returns the status of the last write.
 LSTATUS WriteSlots(HKEY preload, const t_preloadSlots& slots)
 {
     LSTATUS result = ERROR_SUCCESS;
     for (std::size_t i = 0; i < slots.Count(); ++i) {
         const t_str name = FormatStr(L"%d", static_cast<int>(i + 1));
-        result = WriteUnterminatedText(preload, name.c_str(), slots.Slot(i));
+        result = WriteTerminatedText(preload, name.c_str(), slots.Slot(i));
     }
     return result;
 }
@@ -61,24 +64,22 @@ LSTATUS AddToPreload(std::uint32_t klid, HKEY hive, const wchar_t* label, bool t
     AddToSortOrder(klid, hive);
 
     t_keyHandle keyboardLayout;
-    LSTATUS result = RegOpenKeyExW(hive, L"Keyboard Layout", 0, KEY_ALL_ACCESS, keyboardLayout.Put());
+    LSTATUS result = OpenUnlinkedKey(hive, kKeyboardLayout, KEY_ALL_ACCESS, keyboardLayout);
     if (result != ERROR_SUCCESS) {
         return traced(L"RegOpenKeyEx(Keyboard Layout)", result);
     }
     t_keyHandle preload;
-    result = RegOpenKeyExW(keyboardLayout.Get(), L"preload", 0, KEY_ALL_ACCESS, preload.Put());
+    result = OpenUnlinkedKey(keyboardLayout.Get(), L"preload", KEY_ALL_ACCESS, preload);
     if (result != ERROR_SUCCESS) {
         return traced(L"RegOpenKeyEx(preload)", result);
     }
     t_preloadSlots slots = ReadSlots(preload.Get());
-    preload.Reset();
     if (slots.Contains(klid) || !slots.Append(klid)) {
         return ERROR_SUCCESS;
     }
 
-    RegDeleteKeyW(keyboardLayout.Get(), L"preload");
-    result = RegCreateKeyExW(keyboardLayout.Get(), L"Preload", 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                             nullptr, preload.Put(), nullptr);
+    DeleteOpenKey(preload);
+    result = CreateUnlinkedKey(keyboardLayout.Get(), kPreload, preload);
     if (result != ERROR_SUCCESS) {
         return traced(L"RegCreateKeyEx(Preload)", result);
     }
@@ -101,7 +102,7 @@ void RemoveFromPreload(std::uint32_t klid, HKEY hive)
 bool ReadPreloadMap(HKEY hive, t_preloadMap& map)
 {
     t_keyHandle preload;
-    if (RegOpenKeyExW(hive, kPreloadPath, 0, KEY_ALL_ACCESS, preload.Put()) != ERROR_SUCCESS) {
+    if (OpenUnlinkedKey(hive, kPreloadPath, KEY_ALL_ACCESS, preload) != ERROR_SUCCESS) {
         return false;
     }
     for (DWORD index = 0;; ++index) {
@@ -119,16 +120,17 @@ bool ReadPreloadMap(HKEY hive, t_preloadMap& map)
 
 void WritePreloadMap(HKEY hive, const t_preloadMap& map)
 {
-    if (RegDeleteKeyW(hive, kPreloadPath) != ERROR_SUCCESS) {
-        return;
-    }
+    t_keyHandle keyboardLayout;
     t_keyHandle preload;
-    if (RegCreateKeyW(hive, kPreloadPath, preload.Put()) != ERROR_SUCCESS) {
+    if (OpenUnlinkedKey(hive, kKeyboardLayout, KEY_ALL_ACCESS, keyboardLayout) != ERROR_SUCCESS ||
+        OpenUnlinkedKey(keyboardLayout.Get(), kPreload, KEY_ALL_ACCESS, preload) != ERROR_SUCCESS ||
+        DeleteOpenKey(preload) != ERROR_SUCCESS ||
+        CreateUnlinkedKey(keyboardLayout.Get(), kPreload, preload) != ERROR_SUCCESS) {
         return;
     }
     int position = 0;
     for (const auto& [storedPosition, klid] : map) {
         const t_str name = FormatStr(L"%d", ++position);
-        WriteUnterminatedText(preload.Get(), name.c_str(), FormatStr(L"%08x", klid));
+        WriteTerminatedText(preload.Get(), name.c_str(), FormatStr(L"%08x", klid));
     }
 }

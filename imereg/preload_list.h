@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <string_view>
 
 #include "base/str.h"
 
 // The two in-memory forms of a preload list: value names are positions counted from 1, data is a KLID in hexadecimal.
-// Adding and removing use different forms on purpose; each reads what the other writes.
+// Adding keeps the texts of the others as they are stored, removing writes all anew from their numbers. Each reads what
+// the other writes.
 
 // Form used for adding: a table filled by value name, but searched and rewritten by count. With gaps in the numbering
 // what stands beyond the count is dropped.
@@ -29,9 +31,9 @@ public:
     // Puts the KLID, in upper-case digits, behind the counted slots. Returns false when the table has no room.
     bool Append(std::uint32_t klid);
 
-    // The eight units of a counted slot, all 0 where nothing was placed. The first belongs to value "1".
+    // The eight units of a counted slot: a text shorter than that is filled up with 0. The first belongs to value "1".
     std::size_t Count() const { return count; }
-    std::wstring_view Slot(std::size_t index) const { return {slots[index].data(), kDigits}; }
+    std::wstring Slot(std::size_t index) const { return {slots[index].data(), kDigits}; }
 
 private:
     std::array<std::array<wchar_t, kDigits + 1>, kSlots> slots = {};

@@ -3,6 +3,7 @@
 #include "base/guid_text.h"
 #include "base/handles.h"
 #include "base/os_version.h"
+#include "base/registry_link.h"
 #include "base/registry_text.h"
 
 namespace {
@@ -31,14 +32,14 @@ void AddToSortOrder(std::uint32_t klid, HKEY hive)
         return;
     }
     t_keyHandle language;
-    if (RegOpenKeyExW(hive, kSortOrderPath, 0, KEY_ALL_ACCESS, language.Put()) != ERROR_SUCCESS) {
+    if (OpenUnlinkedKey(hive, kSortOrderPath, KEY_ALL_ACCESS, language) != ERROR_SUCCESS) {
         return;
     }
     wchar_t listName[50] = {};
     t_keyHandle list;
     DWORD count = 0;
     if (RegEnumKeyW(language.Get(), 0, listName, ARRAYSIZE(listName)) != ERROR_SUCCESS ||
-        RegOpenKeyExW(language.Get(), listName, 0, KEY_ALL_ACCESS, list.Put()) != ERROR_SUCCESS ||
+        OpenUnlinkedKey(language.Get(), listName, KEY_ALL_ACCESS, list) != ERROR_SUCCESS ||
         RegQueryInfoKeyW(list.Get(), nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr, nullptr,
                          nullptr, nullptr) != ERROR_SUCCESS) {
         return;
@@ -50,13 +51,12 @@ void AddToSortOrder(std::uint32_t klid, HKEY hive)
     }
 
     t_keyHandle item;
-    if (RegCreateKeyExW(list.Get(), FormatStr(L"%08x", count).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                        KEY_ALL_ACCESS, nullptr, item.Put(), nullptr) != ERROR_SUCCESS) {
+    if (CreateUnlinkedKey(list.Get(), FormatStr(L"%08x", count).c_str(), item) != ERROR_SUCCESS) {
         return;
     }
     // Null identifiers mark a plain keyboard layout; a text-service profile would have its own.
     const t_str nullGuid = FormatGuid(t_guid{});
-    WriteUnterminatedText(item.Get(), L"CLSID", nullGuid);
-    WriteUnterminatedText(item.Get(), L"Profile", nullGuid);
+    WriteTerminatedText(item.Get(), L"CLSID", nullGuid);
+    WriteTerminatedText(item.Get(), L"Profile", nullGuid);
     RegSetValueExW(item.Get(), L"KeyboardLayout", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&klid), sizeof(klid));
 }

@@ -3,10 +3,9 @@
 #include <windows.h>
 
 #include "base/path.h"
-#include "base/singleton.h"
 #include "base/system_directory.h"
-#include "catalogue/hkl_manager.h"
 #include "imereg/keyboard_layout.h"
+#include "imereg/use_catalogue.h"
 #include "launch/process_launcher.h"
 
 namespace {
@@ -23,12 +22,11 @@ void RunRegistration(const wchar_t* switches)
     t_errorChain discarded;
     LaunchProcess(discarded, program.c_str(), nullptr, parameters.c_str(), L"*", SW_SHOW, 0);
 
-    t_hkl classic;
-    auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance();
-    if (catalogue != nullptr &&
-        catalogue->GetHKLByName(discarded, classic, kClassicImeFile, kChineseImeMask, kChineseImeValue)) {
-        catalogue->UnhideLayout(discarded, classic);
-    }
+    UseCatalogue([](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {
+        t_hkl classic;
+        return catalogue.GetHKLByName(errors, classic, kClassicImeFile, kChineseImeMask, kChineseImeValue) &&
+               catalogue.UnhideLayout(errors, classic);
+    });
 }
 
 } // namespace

@@ -4,12 +4,13 @@
 #include <shlobj.h>
 #include <wtsapi32.h>
 
-#include <cwchar>
+#include <algorithm>
 #include <memory>
 #include <new>
 
 #include "base/ascii_case.h"
 #include "base/os_version.h"
+#include "base/path.h"
 #include "base/privilege.h"
 #include "imereg/layout_keys.h"
 #include "imereg/preload.h"
@@ -27,21 +28,35 @@ void FreeSessionText(wchar_t* text)
 
 using t_sessionText = ImmUnique<wchar_t*, &FreeSessionText>;
 
-// The security identifier of an account of this machine, or null.
-std::unique_ptr<BYTE[]> LookUpAccount(const wchar_t* userName)
+// What the current session says of its user; null when it says nothing.
+t_sessionText QuerySession(WTS_INFO_CLASS what)
+{
+    t_sessionText text;
+    DWORD bytes = 0;
+    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, what, text.Put(), &bytes) ||
+        !text || *text.Get() == L'\0') {
+        return {};
+    }
+    return text;
+}
+
+// The security identifier of a user, or null. A name may also be that of a group, a domain or the machine, which have
+// no hive.
+std::unique_ptr<BYTE[]> LookUpUser(const wchar_t* name)
 {
     wchar_t domain[1024];
     DWORD domainLength = ARRAYSIZE(domain);
     DWORD size = 0;
     SID_NAME_USE use{};
-    LookupAccountNameW(nullptr, userName, nullptr, &size, domain, &domainLength, &use);
+    LookupAccountNameW(nullptr, name, nullptr, &size, domain, &domainLength, &use);
     if (size == 0) {
         return nullptr;
     }
     std::unique_ptr<BYTE[]> sid(new (std::nothrow) BYTE[size]);
     domainLength = ARRAYSIZE(domain);
-    const bool found =
-        sid != nullptr && LookupAccountNameW(nullptr, userName, sid.get(), &size, domain, &domainLength, &use);
+    const bool found = sid != nullptr &&
+                       LookupAccountNameW(nullptr, name, sid.get(), &size, domain, &domainLength, &use) &&
+                       use == SidTypeUser;
     return found ? std::move(sid) : nullptr;
 }
 
@@ -49,20 +64,25 @@ std::unique_ptr<BYTE[]> LookUpAccount(const wchar_t* userName)
 
 t_keyHandle OpenInteractiveUserHive()
 {
-    t_sessionText userName;
-    DWORD bytes = 0;
-    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, WTSUserName, userName.Put(),
-                                     &bytes) ||
-        !userName || *userName.Get() == L'\0') {
+    const t_sessionText userName = QuerySession(WTSUserName);
+    if (!userName) {
         return {};
     }
-    const std::unique_ptr<BYTE[]> sid = LookUpAccount(userName.Get());
+    // A bare name means an account of this machine before one of the user's domain.
+    std::unique_ptr<BYTE[]> sid;
+    if (const t_sessionText domain = QuerySession(WTSDomainName)) {
+        sid = LookUpUser(FormatStr(L"%s\\%s", domain.Get(), userName.Get()).c_str());
+    }
+    if (sid == nullptr) {
+        sid = LookUpUser(userName.Get());
+    }
     wchar_t* sidText = nullptr;
     if (sid == nullptr || !ConvertSidToStringSidW(sid.get(), &sidText)) {
         return {};
     }
     const t_localMemory owner(sidText);
-    // The access mask stands for the options as well; kept so on purpose.
+    // The access mask is passed as the options too. It has the bit of REG_OPTION_OPEN_LINK: a link in the place of the
+    // hive would be opened itself and not followed.
     t_keyHandle hive;
     RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
     return hive;
@@ -73,16 +93,15 @@ bool GetDefaultUserHivePath(wchar_t (&buffer)[MAX_PATH])
     if (!SHGetSpecialFolderPathW(nullptr, buffer, CSIDL_PROFILE, FALSE)) {
         return false;
     }
-    wchar_t* const backslash = std::wcsrchr(buffer, L'\\');
-    if (backslash == nullptr) {
+    t_path path(buffer);
+    if (!path.CutLastComponent()) {
         return false;
     }
-    const wchar_t* const tail = IsVistaOrLater() ? L"default\\NTUSER.DAT" : L"Default User\\NTUSER.DAT";
-    const auto room = static_cast<std::size_t>(buffer + ARRAYSIZE(buffer) - (backslash + 1));
-    if (std::wcslen(tail) >= room) {
+    path.Join(IsVistaOrLater() ? L"default" : L"Default User").Join(L"NTUSER.DAT");
+    if (path.size() >= ARRAYSIZE(buffer)) {
         return false;
     }
-    std::wcscpy(backslash + 1, tail);
+    std::copy_n(path.c_str(), path.size() + 1, buffer);
     return true;
 }
 

@@ -10,8 +10,9 @@
 // accounts.
 
 // Opens the hive of the user logged on to the current session. The installer usually runs elevated under another
-// account, whose HKEY_CURRENT_USER is not the one that counts. Returns a null owner when nobody is logged on or the
-// hive cannot be opened. Behind it: WTSQuerySessionInformationW, LookupAccountNameW, ConvertSidToStringSidW,
+// account, whose HKEY_CURRENT_USER is not the one that counts. The user is looked up in the session's domain, and by
+// the bare name where that knows none. Returns a null owner when nobody is logged on or the hive cannot be opened.
+// Behind it: WTSQuerySessionInformationW, LookupAccountNameW, ConvertSidToStringSidW,
 // RegOpenKeyExW.
 t_keyHandle OpenInteractiveUserHive();
 

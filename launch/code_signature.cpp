@@ -6,6 +6,9 @@
 #include <mscat.h>
 #include <softpub.h>
 
+#include <algorithm>
+#include <span>
+
 #include "base/system_directory.h"
 
 namespace {
@@ -27,15 +30,44 @@ struct t_trustFunctions
     decltype(&WTHelperProvDataFromStateData) dataFromState = nullptr;
     decltype(&WTHelperGetProvSignerFromChain) signerFromData = nullptr;
     decltype(&CertGetNameStringW) getNameString = nullptr;
+    decltype(&CertOpenStore) openStore = nullptr;
+    decltype(&CertEnumCertificatesInStore) findNext = nullptr;
+    decltype(&CertCloseStore) closeStore = nullptr;
 
     bool FindAll()
     {
         return wintrust && crypt32 && Find(wintrust, "WinVerifyTrust", verifyTrust) &&
                Find(wintrust, "WTHelperProvDataFromStateData", dataFromState) &&
                Find(wintrust, "WTHelperGetProvSignerFromChain", signerFromData) &&
-               Find(crypt32, "CertGetNameStringW", getNameString);
+               Find(crypt32, "CertGetNameStringW", getNameString) && Find(crypt32, "CertOpenStore", openStore) &&
+               Find(crypt32, "CertEnumCertificatesInStore", findNext) && Find(crypt32, "CertCloseStore", closeStore);
     }
 };
+
+std::span<const BYTE> Content(PCCERT_CONTEXT certificate)
+{
+    return {certificate->pbCertEncoded, certificate->cbCertEncoded};
+}
+
+// Whether a certificate is a root that the machine trusts, be it by itself, by a policy, or because the system fetched
+// it: the store covers all three. Whole certificates are compared: what a search goes by, the issuer with a number, or
+// the hash that a store keeps beside a certificate, can be made up in a store of the user's.
+bool IsMachineRoot(const t_trustFunctions& functions, PCCERT_CONTEXT certificate)
+{
+    const HCERTSTORE store = functions.openStore(
+        CERT_STORE_PROV_SYSTEM_W, 0, 0,
+        CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, L"Root");
+    if (store == nullptr) {
+        return false;
+    }
+    bool found = false;
+    // Each call gives the certificate before back, so the walk goes to the end.
+    for (PCCERT_CONTEXT root = nullptr; (root = functions.findNext(store, root)) != nullptr;) {
+        found = found || std::ranges::equal(Content(root), Content(certificate));
+    }
+    functions.closeStore(store, 0);
+    return found;
+}
 
 // One check, whose state the system keeps until it is closed.
 class t_trustCheck
@@ -55,7 +87,7 @@ public:
     ~t_trustCheck() { Call(WTD_STATEACTION_CLOSE); }
 
     // Status of the check; ERROR_SUCCESS only with the signer's name read.
-    LONG ReadSigner(t_str& signer) const
+    LONG ReadSigner(t_codeSigner& signer) const
     {
         if (status != ERROR_SUCCESS) {
             return status;
@@ -66,13 +98,21 @@ public:
         if (first == nullptr || first->csCertChain == 0) {
             return TRUST_E_NO_SIGNER_CERT;
         }
+        // The check takes the user's roots for trusted too, and every user may add to his own.
+        if (!IsMachineRoot(functions, first->pasCertChain[first->csCertChain - 1].pCert)) {
+            return CERT_E_UNTRUSTEDROOT;
+        }
         const PCCERT_CONTEXT certificate = first->pasCertChain[0].pCert;
-        const DWORD size = functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, nullptr, 0);
-        signer.resize(size);
-        functions.getNameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, signer.data(), size);
+        // The display name would be another part of the subject, such as the organization's unit, where there is no
+        // common name; who issues certificates need not have checked that one.
+        char commonName[] = szOID_COMMON_NAME;
+        const DWORD size = functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, nullptr, 0);
+        signer.name.resize(size);
+        functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, signer.name.data(), size);
         // The size counts the terminator; a name with a null inside it stays longer than its first half.
-        signer.resize(size > 0 ? size - 1 : 0);
-        return signer.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
+        signer.name.resize(size > 0 ? size - 1 : 0);
+        signer.digest = ComputeSha256(Content(certificate));
+        return signer.name.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
     }
 
 private:
@@ -146,7 +186,7 @@ public:
     }
 
     // Checks the catalogue that was found; TRUST_E_NOSIGNATURE when none was.
-    LONG ReadSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+    LONG ReadSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_codeSigner& signer)
     {
         CATALOG_INFO info{};
         info.cbStruct = sizeof(info);
@@ -186,7 +226,7 @@ private:
     DWORD hashBytes = sizeof(hash);
 };
 
-LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_str& signer)
+LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_codeSigner& signer)
 {
     WINTRUST_FILE_INFO subject{};
     subject.cbStruct = sizeof(subject);
@@ -198,7 +238,7 @@ LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_
     return t_trustCheck(functions, request).ReadSigner(signer);
 }
 
-LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_codeSigner& signer)
 {
     t_catalogueFunctions functions;
     if (!functions.FindAll(trustFunctions.wintrust)) {
@@ -216,9 +256,9 @@ LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFil
 
 } // namespace
 
-LONG ReadCodeSigner(const t_heldFile& file, t_str& signer)
+LONG ReadCodeSigner(const t_heldFile& file, t_codeSigner& signer)
 {
-    signer.clear();
+    signer.name.clear();
     t_trustFunctions functions;
     if (!functions.FindAll()) {
         return TRUST_E_PROVIDER_UNKNOWN;

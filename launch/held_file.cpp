@@ -46,23 +46,42 @@ bool LeadsOverLink(const t_path& path)
     return false;
 }
 
+// Makes a plain path one without "." and "..", short names and a dot or blank at its end. Sets the last error on
+// failure.
+bool ReadLongPath(const t_path& plainPath, t_path& longPath)
+{
+    wchar_t buffer[MAX_PATH];
+    DWORD length = GetFullPathNameW(plainPath.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
+    if (length != 0 && length < ARRAYSIZE(buffer)) {
+        length = GetLongPathNameW(buffer, buffer, ARRAYSIZE(buffer));
+    }
+    if (length >= ARRAYSIZE(buffer)) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return false;
+    }
+    longPath.assign(buffer, length);
+    return length != 0;
+}
+
 // Finds the plain path that an open file or folder really has; the path it was opened by serves where the system cannot
 // tell. Sets the last error on failure.
 bool ReadRealPath(HANDLE opened, const t_path& plainPath, t_path& realPath)
 {
     using t_finalPathCall = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
     const auto finalPathCall = FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+    if (finalPathCall == nullptr) {
+        if (!ReadLongPath(plainPath, realPath)) {
+            return false;
+        }
+        if (LeadsOverLink(realPath)) {
+            SetLastError(ERROR_CANT_ACCESS_FILE);
+            return false;
+        }
+        return true;
+    }
 
     wchar_t buffer[MAX_PATH + kLongNetworkForm.size()];
-    DWORD length = 0;
-    if (finalPathCall != nullptr) {
-        length = finalPathCall(opened, buffer, ARRAYSIZE(buffer), 0);
-    } else {
-        length = GetFullPathNameW(plainPath.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
-        if (length != 0 && length < ARRAYSIZE(buffer)) {
-            length = GetLongPathNameW(buffer, buffer, ARRAYSIZE(buffer));
-        }
-    }
+    const DWORD length = finalPathCall(opened, buffer, ARRAYSIZE(buffer), 0);
     if (length == 0) {
         return false;
     }
@@ -73,19 +92,16 @@ bool ReadRealPath(HANDLE opened, const t_path& plainPath, t_path& realPath)
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
         return false;
     }
-    if (finalPathCall == nullptr && LeadsOverLink(realPath)) {
-        SetLastError(ERROR_CANT_ACCESS_FILE);
-        return false;
-    }
     return true;
 }
 
 // Opens a file or folder to ask what it is; it takes part in no sharing.
-t_handle OpenToIdentify(const wchar_t* path)
+//   flags  further flags of CreateFileW
+t_handle OpenToIdentify(const t_path& path, DWORD flags = 0)
 {
-    return MakeFileHandle(CreateFileW(path, FILE_READ_ATTRIBUTES,
+    return MakeFileHandle(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                                      FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr));
 }
 
 bool AreSame(HANDLE a, HANDLE b)
@@ -95,6 +111,44 @@ bool AreSame(HANDLE a, HANDLE b)
     return GetFileInformationByHandle(a, &first) && GetFileInformationByHandle(b, &second) &&
            first.dwVolumeSerialNumber == second.dwVolumeSerialNumber && first.nFileIndexHigh == second.nFileIndexHigh &&
            first.nFileIndexLow == second.nFileIndexLow;
+}
+
+// Whether a folder's real path is that of the system directory.
+bool IsSystemDirectory(const t_path& realPath)
+{
+    t_path plainSystemPath;
+    ReadSystemDirectory(plainSystemPath);
+    const t_handle systemDirectory = OpenToIdentify(plainSystemPath);
+    t_path systemPath;
+    // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
+    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), plainSystemPath, systemPath) ||
+        !EqualIgnoringCase(realPath, systemPath)) {
+        return false;
+    }
+    const t_handle folder = OpenToIdentify(realPath);
+    return folder && AreSame(folder.Get(), systemDirectory.Get());
+}
+
+// Finds the path of an open file in the system directory; false when it was not opened by a name of that directory, or
+// over a link in it.
+bool ReadSystemPath(HANDLE opened, const t_path& plainPath, t_path& systemPath)
+{
+    t_path name;
+    if (!ReadLongPath(plainPath, name)) {
+        return false;
+    }
+    t_path folderPath = name;
+    folderPath.CutLastComponent();
+    const t_handle folder = OpenToIdentify(folderPath);
+    if (!folder || !ReadRealPath(folder.Get(), folderPath, systemPath) || !IsSystemDirectory(systemPath)) {
+        return false;
+    }
+    systemPath << L"\\";
+    systemPath.append(FileNamePart(name));
+    // Opened like this a link is a file of its own. Its attribute would not tell: files that the system keeps
+    // compressed or fetches on demand have it too.
+    const t_handle named = OpenToIdentify(systemPath, FILE_FLAG_OPEN_REPARSE_POINT);
+    return named && AreSame(opened, named.Get());
 }
 
 } // namespace
@@ -117,12 +171,14 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
     if (!file) {
         return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法打开 %s", path);
     }
-    if (!ReadRealPath(file.Get(), plainPath, realPath)) {
+    // The files of the system directory are hard links: they have another name in the component store, which the system
+    // may give for the real path. Only for other files is it asked.
+    if (!ReadSystemPath(file.Get(), plainPath, realPath) && !ReadRealPath(file.Get(), plainPath, realPath)) {
         return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法确定 %s 的真实路径", path);
     }
     // The program is started by this path, so it must lead here. It may not: without "\\?\" a name that ends with a dot
     // or blank stands for another file, and before Vista a link could have been exchanged meanwhile.
-    const t_handle again = OpenToIdentify(realPath.c_str());
+    const t_handle again = OpenToIdentify(realPath);
     if (!again || !AreSame(file.Get(), again.Get())) {
         return errors.Fail(L"模块校验失败:%s 与 %s 不是同一个文件", path, realPath.c_str());
     }
@@ -131,17 +187,7 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
 
 bool t_heldFile::IsInSystemDirectory() const
 {
-    t_path plainSystemPath;
-    ReadSystemDirectory(plainSystemPath);
-    const t_handle systemDirectory = OpenToIdentify(plainSystemPath.c_str());
-    t_path systemPath;
-    t_path folderPath = realPath;
-    folderPath.CutLastComponent();
-    // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
-    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), plainSystemPath, systemPath) ||
-        !EqualIgnoringCase(folderPath, systemPath)) {
-        return false;
-    }
-    const t_handle folder = OpenToIdentify(folderPath.c_str());
-    return folder && AreSame(folder.Get(), systemDirectory.Get());
+    t_path folder = realPath;
+    folder.CutLastComponent();
+    return IsSystemDirectory(folder);
 }

@@ -14,16 +14,17 @@ public:
     //         before Vista, where a path that leads over one fails
     // Fails on any other form of path, one that names a stream of a file, a file that somebody may be writing to, and
     // one whose real path is longer than 259 characters. Behind it: CreateFileW, GetFinalPathNameByHandleW.
-    bool Open(t_errorChain& errors, const wchar_t* path);
+    [[nodiscard]] bool Open(t_errorChain& errors, const wchar_t* path);
 
     // Handle with read access; its file position is anywhere.
     HANDLE Handle() const { return file.Get(); }
 
     // The real path: no links, no short names, no "..", in the plain form "C:\…" or "\\server\…". It was found to lead
-    // to the very file that is held.
+    // to the very file that is held. Of a file with several names (hard links) it is any, but one that was opened by a
+    // name of the system directory keeps that name.
     const t_path& Path() const { return realPath; }
 
-    // Whether the folder that the file really lies in is the system directory itself.
+    // Whether the folder of the real path is the system directory itself.
     bool IsInSystemDirectory() const;
 
 private:

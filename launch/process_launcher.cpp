@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "base/ascii_case.h"
+#include "base/handles.h"
 #include "base/path.h"
 #include "diag/system_error.h"
 #include "launch/module_verification.h"
@@ -62,18 +63,12 @@ private:
     HRESULT result;
 };
 
-// Whether the shell would take the text for the path of a file. Only bare names, which the shell looks up itself, and
-// addresses such as "https://…" are none; what looks like one but reaches files ("file:", "shell:") is a path.
-bool NamesFile(std::wstring_view program)
+// Addresses are the one thing that the shell is given unchecked. Everything else counts as the path of a file, also
+// what only looks like an address ("file:", "shell:", whatever scheme somebody has registered).
+bool IsWebAddress(std::wstring_view program)
 {
-    const std::size_t mark = program.find_first_of(L":\\/");
-    if (mark == std::wstring_view::npos) {
-        return false;
-    }
-    const std::wstring scheme = FoldCase(program.substr(0, mark));
-    const bool isScheme = program[mark] == L':' && scheme.size() > 1 &&
-                          scheme.find_first_not_of(L"abcdefghijklmnopqrstuvwxyz0123456789+-.") == std::wstring::npos;
-    return !isScheme || scheme == L"file" || scheme == L"shell";
+    const std::wstring text = FoldCase(program);
+    return text.starts_with(L"http://") || text.starts_with(L"https://");
 }
 
 t_path FolderOf(std::wstring_view program)
@@ -87,13 +82,50 @@ t_path FolderOf(std::wstring_view program)
     return folder;
 }
 
+// Whether the current user has classes of his own for programs. The shell follows them for an elevated caller too, and
+// they can name another program to be started in the place of every ".exe".
+bool HasOwnProgramClass()
+{
+    constexpr const wchar_t* kKeys[] = {
+        L"Software\\Classes\\.exe",
+        L"Software\\Classes\\exefile",
+        L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\.exe\\UserChoice",
+    };
+    return std::any_of(std::begin(kKeys), std::end(kKeys), [](const wchar_t* name) {
+        t_keyHandle key;
+        // One that is there and cannot be opened may be one that the shell can.
+        return RegOpenKeyExW(HKEY_CURRENT_USER, name, 0, KEY_QUERY_VALUE, key.Put()) != ERROR_FILE_NOT_FOUND;
+    });
+}
+
+// Starts a program as the shell would without any class. Sets the last error on failure.
+bool StartProgram(const t_path& program, const wchar_t* parameters, const wchar_t* workingDirectory, int showCommand)
+{
+    t_str commandLine = L"\"" + program + L"\"";
+    if (parameters != nullptr) {
+        commandLine.append(L" ").append(parameters);
+    }
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESHOWWINDOW;
+    startup.wShowWindow = static_cast<WORD>(showCommand);
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, workingDirectory,
+                        &startup, &started)) {
+        return false;
+    }
+    CloseHandle(started.hThread);
+    CloseHandle(started.hProcess);
+    return true;
+}
+
 } // namespace
 
 bool LaunchProcess(t_errorChain& errors, const wchar_t* program, const wchar_t* verb, const wchar_t* parameters,
                    const wchar_t* workingDirectory, int showCommand, ULONG extraMask)
 {
     t_heldFile file; // stays open until the start has been issued
-    if (NamesFile(program)) {
+    if (!IsWebAddress(program)) {
         if (!VerifyModule(errors, program, file)) {
             return false;
         }
@@ -103,6 +135,16 @@ bool LaunchProcess(t_errorChain& errors, const wchar_t* program, const wchar_t* 
     if (workingDirectory != nullptr && std::wstring_view(workingDirectory) == L"*") {
         folder = FolderOf(program);
         workingDirectory = folder.c_str();
+    }
+
+    // The look and the start are two steps: a class that comes to be between them is still followed. What is closed is
+    // the trap that lies ready; to win the race, a program of the user's must run already and hit these milliseconds.
+    // A class key in the request would leave no race, but not every shell passes the parameters on then.
+    if (FoldCase(file.Path()).ends_with(L".exe") && HasOwnProgramClass()) {
+        // The shell's failure texts belong to codes that only the shell gives. A program that wants to be elevated
+        // fails with ERROR_ELEVATION_REQUIRED where the shell would ask the user, unless the caller is elevated.
+        return StartProgram(file.Path(), parameters, workingDirectory, showCommand) ||
+               FailWithSystemError(errors, GetLastError(), L"无法启动 %s", program);
     }
 
     SHELLEXECUTEINFOW request{};

@@ -13,6 +13,9 @@
 namespace {
 
 constexpr GUID kLocalLow = {0xa520a1a4, 0x1780, 0x4ff6, {0xbd, 0x18, 0x16, 0x73, 0x43, 0xc5, 0xaf, 0x16}};
+// Any program of the user can write the file, and all that is wanted of it is one path.
+constexpr std::size_t kMaxEnvironmentBytes = 65536;
+
 constexpr DWORD kDoNotVerify = 0x4000; // KF_FLAG_DONT_VERIFY: a new profile gets the folder only when it is used
 
 using t_taskMemory = ImmUnique<wchar_t*, &CoTaskMemFree>;
@@ -66,7 +69,7 @@ bool FindUserPath(t_errorChain& errors, t_path& localLow, t_path& path)
     path = localLow;
     t_errorChain tolerated;
     n_config::t_configFile environment;
-    environment.Load(tolerated, JoinPath(localLow, L"TarvoPY\\env.ini").c_str());
+    environment.Load(tolerated, JoinPath(localLow, L"TarvoPY\\env.ini").c_str(), kMaxEnvironmentBytes);
     if (const auto named = environment.Text().FindValue(L"user", L"path")) {
         const t_path given{t_str(std::wstring(*named))};
         if (IsAbsolute(given) && DirectoryExists(given)) {

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
+#include <vector>
 
 #include "base/handles.h"
 #include "config/runtime_file.h"
@@ -16,6 +18,24 @@
 namespace n_config {
 
 using namespace std::literals;
+
+// Another program that has a file open, and closes it at a pause of whoever waits for that.
+struct t_holder
+{
+    t_holder(const std::wstring& path, DWORD access, DWORD share, int closeAt = 0)
+        : file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr))),
+          sleep("Sleep", [this, closeAt](DWORD milliseconds) {
+              waited += milliseconds;
+              if (sleep.calls == closeAt) {
+                  file.Reset();
+              }
+          })
+    {
+    }
+    t_handle file;
+    DWORD waited = 0;
+    ImmImportPatch<decltype(&Sleep)> sleep;
+};
 
 class ConfigFile : public testing::Test
 {
@@ -72,6 +92,44 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
     EXPECT_EQ(L"无法解析ini文件", LoadError());
 }
 
+TEST_F(ConfigFile, ReadsBesideAWriterAndWaitsForAnOwner)
+{
+    Store("[a]\nk=v\n");
+    for (const auto& [access, share, closeAt, pauses, error] :
+         {std::tuple{GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, 0, 0, L""},
+          {GENERIC_READ, 0, 2, 2, L""},
+          {GENERIC_READ, 0, 0, 4, L"系统错误32|无法打开ini文件"}}) {
+        t_holder holder(path, static_cast<DWORD>(access), static_cast<DWORD>(share), closeAt);
+        t_configFile file;
+        errors.Clear();
+        EXPECT_EQ(*error == L'\0', file.Load(errors, path.c_str()));
+        EXPECT_EQ(error, Entries(errors));
+        EXPECT_EQ(pauses, holder.sleep.calls);
+        EXPECT_LT(holder.waited, 500u);
+    }
+    // A length that changes while the file is read.
+    std::vector<std::string> stored; // the last one next
+    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
+    ImmImportPatch<decltype(&ReadFile)> read("ReadFile", [&](auto... arguments) {
+        if (!stored.empty()) {
+            Store(stored.back());
+            stored.pop_back();
+        }
+        return read.Original(arguments...);
+    });
+    for (const char* const before : {"[a]", "[a]\nk=v\n[b]"}) {
+        Store(before);
+        stored = {"[a]\nk=v"};
+        t_configFile file;
+        EXPECT_TRUE(file.Load(errors, path.c_str()));
+        EXPECT_EQ(L"[a]\r\nk=v\r\n", file.Text().Render());
+    }
+    for (std::size_t length = 1; length < 10; ++length) {
+        stored.emplace_back(length, ';');
+    }
+    EXPECT_EQ(L"系统错误32|无法读取ini文件", LoadError());
+}
+
 TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
 {
     const auto accessList = [this] {
@@ -101,39 +159,161 @@ TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
     EXPECT_TRUE(file.Save(errors, path.c_str())) << "a file that does not exist yet";
 }
 
-// Each system call of a save fails once, in turn. A process killed there would leave what the file holds at that
-// moment, so every call checks it.
-TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
+TEST_F(ConfigFile, SavingWaitsForAReader)
 {
-    const std::string old = "[a]\r\nk=old\r\n";
-    int failing = 0, call = 0;
-    const auto fails = [&] {
-        EXPECT_EQ(old, Stored());
-        SetLastError(ERROR_DISK_FULL);
-        return ++call == failing;
+    for (const auto& [closeAt, pauses, error] :
+         {std::tuple{2, 2, L""}, {6, 6, L""}, {0, 8, L"系统错误32|保存ini文件失败:"}}) {
+        Store("old");
+        t_configFile file;
+        t_holder holder(path, GENERIC_READ, FILE_SHARE_READ, closeAt);
+        EXPECT_EQ(*error == L'\0', file.Save(errors, path.c_str()));
+        EXPECT_EQ(*error == L'\0' ? error : error + path, Entries(errors));
+        EXPECT_EQ(pauses, holder.sleep.calls);
+        EXPECT_LT(holder.waited, 500u);
+        EXPECT_EQ(*error == L'\0' ? "\xFF\xFE" : "old", Stored());
+    }
+}
+
+// A save whose system calls can be made to fail. What the folder refuses is refused whenever it is asked for.
+class ConfigFileSave : public ConfigFile
+{
+protected:
+    enum t_folder
+    {
+        ordinary,
+        withoutNewFiles,
+        withoutReplacement,
     };
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto... arguments) {
-        return fails() ? INVALID_HANDLE_VALUE : create.Original(arguments...);
-    });
-    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE file, LPCVOID data, DWORD size, auto... rest) {
-        return !fails() && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
-    });
-    ImmImportPatch<decltype(&FlushFileBuffers)> flush("FlushFileBuffers",
-                                                      [&](HANDLE file) { return !fails() && flush.Original(file); });
-    ImmImportPatch<decltype(&MoveFileExW)> move(
-        "MoveFileExW", [&](auto... arguments) { return !fails() && move.Original(arguments...); });
-    for (bool saved = false; !saved;) {
-        ++failing, call = 0;
+
+    ConfigFileSave() { scratch.Write(L"temp\\t", ""); }
+
+    // Whether the call that asks is to fail. A process killed there would leave what the files hold at that moment:
+    // the old content in its place, until the call is one that writes into the file itself.
+    bool Fails(HANDLE file = nullptr)
+    {
+        if (rewritten == nullptr || file == rewritten) {
+            EXPECT_EQ(old, rewritten == nullptr ? Stored() : Kept()) << "call " << call + 1;
+        }
+        SetLastError(ERROR_DISK_FULL);
+        ++call;
+        return call == failing || (call > failing && failsOn);
+    }
+
+    // The content of the only file beside, or in the temporary folder.
+    std::string Kept()
+    {
+        std::string content;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.Path())) {
+            if (entry.path().extension() == L".tmp") {
+                keptPath = entry.path().wstring();
+                content += scratch.Read(keptPath);
+            }
+        }
+        return content;
+    }
+
+    // Stores the old content and saves the new one.
+    bool Save()
+    {
+        call = 0, rewritten = nullptr, overwritten = false;
         Store(old);
-        errors.Clear();
         t_configFile file;
         file.Text().SetValue(L"a", L"k", L"new");
-        saved = file.Save(errors, path.c_str());
-        EXPECT_EQ(saved ? "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s : old, Stored());
-        EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.Path()), {}));
-        EXPECT_EQ(saved ? L"" : L"系统错误112|保存ini文件失败:" + path, Entries(errors));
+        return file.Save(errors, path.c_str());
     }
-    EXPECT_GT(failing, 6);
+
+    HANDLE Create(const wchar_t* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
+                  DWORD flags, HANDLE pattern)
+    {
+        const bool beside = std::wstring_view(name).find(L"temp\\", scratch.Path().size()) == std::wstring::npos;
+        if ((folder == withoutNewFiles && disposition == CREATE_NEW && beside) ||
+            (folder != ordinary && (access & WRITE_DAC) != 0)) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return INVALID_HANDLE_VALUE;
+        }
+        if (Fails()) {
+            return INVALID_HANDLE_VALUE;
+        }
+        const HANDLE file = create.Original(name, access, share, security, disposition, flags, pattern);
+        rewritten = name == path ? file : rewritten;
+        return file;
+    }
+
+    std::string old = "[a]\r\nk=old\r\n";
+    const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
+    t_folder folder = ordinary;
+    std::wstring keptPath;
+    HANDLE rewritten = nullptr; // the file itself, opened to write into it
+    bool overwritten = false;
+    int failing = 0, call = 0;
+    bool failsOn = false; // so do all calls after it
+    ImmImportPatch<decltype(&CreateFileW)> create{"CreateFileW",
+                                                  [this](auto... arguments) { return Create(arguments...); }};
+    ImmImportPatch<decltype(&WriteFile)> write{
+        "WriteFile", [this](HANDLE file, LPCVOID data, DWORD size, auto... rest) {
+            if (rewritten != nullptr && file == rewritten) {
+                EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
+                EXPECT_EQ("", Stored()) << "half of the content can be read";
+                overwritten = true;
+            }
+            return !Fails(file) && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
+        }};
+    ImmImportPatch<decltype(&SetEndOfFile)> cut{"SetEndOfFile",
+                                                [this](HANDLE file) { return !Fails(file) && cut.Original(file); }};
+    ImmImportPatch<decltype(&FlushFileBuffers), 1> flush{
+        "FlushFileBuffers", [this](HANDLE file) { return !Fails(file) && flush.Original(file); }};
+    ImmImportPatch<decltype(&MoveFileExW)> move{"MoveFileExW", [this](auto... arguments) {
+                                                    return SetLastError(ERROR_ACCESS_DENIED),
+                                                           folder != withoutReplacement && !Fails() &&
+                                                               move.Original(arguments...);
+                                                }};
+    ImmImportPatch<decltype(&GetTempPathW)> temp{
+        "GetTempPathW", [this](DWORD size, wchar_t* buffer) {
+            return static_cast<DWORD>(scratch.Path(L"temp\\").copy(buffer, size)); // into cleared memory
+        }};
+    ImmImportPatch<decltype(&SetKernelObjectSecurity)> secure{
+        "SetKernelObjectSecurity", [this](auto... arguments) { return secure.Original(arguments...); }};
+    ImmImportPatch<decltype(&Sleep)> sleep{"Sleep", [](DWORD) {}};
+};
+
+// Each system call of a save fails in turn: it alone, then it and all that follow.
+TEST_F(ConfigFileSave, LeavesTheOldOrTheNewContent)
+{
+    for (int round = 0; round < 6; ++round) {
+        folder = static_cast<t_folder>(round % 3), failsOn = round >= 3, failing = 0;
+        for (bool saved = false; !saved && failing < 50;) {
+            ++failing, secure.calls = 0;
+            errors.Clear();
+            saved = Save();
+            const std::string kept = Kept();
+            EXPECT_EQ(saved ? written : old, kept.empty() ? Stored() : kept);
+            EXPECT_TRUE(kept.empty() || (failsOn && overwritten)) << "the old content stands in its place";
+            EXPECT_EQ(saved ? L""
+                            : L"系统错误112|保存ini文件失败:" + path +
+                                  (kept.empty() ? L"" : L"|旧内容保存在:" + keptPath),
+                      Entries(errors));
+            DeleteFileW(keptPath.c_str());
+        }
+        EXPECT_EQ(folder != ordinary, rewritten != nullptr);
+        EXPECT_EQ(folder == withoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
+        EXPECT_GT(failing, 6);
+        EXPECT_LT(failing, 50);
+    }
+}
+
+TEST_F(ConfigFileSave, WritesOnlyIntoAFileOfOneName)
+{
+    folder = withoutNewFiles;
+    const std::string content = std::exchange(old, ""); // no file yet
+    EXPECT_FALSE(t_configFile().Save(errors, path.c_str()));
+    Store(old = content);
+    ASSERT_TRUE(CreateHardLinkW(scratch.Path(L"other").c_str(), path.c_str(), nullptr));
+    EXPECT_FALSE(Save());
+    EXPECT_EQ(L"系统错误5|保存ini文件失败:" + path + L"|系统错误1920|保存ini文件失败:" + path, Entries(errors));
+    EXPECT_EQ(old, scratch.Read(L"other"));
+    folder = ordinary;
+    EXPECT_TRUE(Save()) << "the other name is left with the old content";
+    EXPECT_EQ(old, scratch.Read(L"other"));
 }
 
 struct t_testCipher : t_cipher

@@ -43,11 +43,16 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
         steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
         return FALSE;
     });
-    ImmImportPatch<decltype(&ShellExecuteExW)> execute("ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) -> WINBOOL {
-        const std::wstring parameters = info->lpParameters;
-        steps += parameters.substr(0, parameters.find(L'C')) + parameters.substr(parameters.rfind(L'\\') + 1) + L"; ";
+    const auto start = [&](std::wstring parameters) -> WINBOOL {
+        const std::size_t file = parameters.rfind(L'\\');
+        parameters.erase(parameters.rfind(L" ", file) + 1, file - parameters.rfind(L" ", file));
+        steps += parameters.substr(parameters.find(L"/s")) + L"; ";
         return TRUE;
-    });
+    };
+    ImmImportPatch<decltype(&ShellExecuteExW)> execute(
+        "ShellExecuteExW", [&](SHELLEXECUTEINFOW* info) { return start(info->lpParameters); });
+    ImmImportPatch<decltype(&CreateProcessW)> process("CreateProcessW",
+                                                      [&](LPCWSTR, LPWSTR line, auto...) { return start(line); });
     // The only loaded layout is the classic one, and only for the action that looks at nothing else.
     ImmImportPatch<decltype(&GetKeyboardLayoutList)> list("GetKeyboardLayoutList", [&](int count, HKL* layouts) {
         if (count > 0) {
@@ -76,7 +81,7 @@ std::wstring StepsOf(WORD major, WORD minor, const wchar_t* option, bool registe
     EXPECT_TRUE(errors.IsEmpty());
     open.reset();
     create.reset();
-    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\n") {
+    if (DumpKey(HKEY_CURRENT_USER, kPreload) == L"[]\n1=1:00000804\\0\n") {
         steps += L"preload without it; ";
     }
     t_singletonRegistry::Process().DestroyAll();
@@ -89,9 +94,10 @@ TEST(Dispatcher, EachModeRunsItsStepsOnEachSystem)
 {
     constexpr wchar_t kNew[] = L"install 中文(简体) - 塔沃拼音输入法; ";
     constexpr wchar_t kOld[] = L"install 中文 (简体) - 塔沃拼音输入法; ";
-    constexpr wchar_t kService[] = L"unload e0200804; /s TarvoTSF.ime; preload without it; ";
-    constexpr wchar_t kNoService[] = L"unload e0210804; /s /u TarvoTSF.ime; unload e0200804; preload without it; ";
-    constexpr wchar_t kNoClassic[] = L"unload e0200804; preload without it; ";
+    constexpr wchar_t kService[] = L"unload ffffffffe0200804; /s TarvoTSF.ime; preload without it; ";
+    constexpr wchar_t kNoService[] =
+        L"unload ffffffffe0210804; /s /u TarvoTSF.ime; unload ffffffffe0200804; preload without it; ";
+    constexpr wchar_t kNoClassic[] = L"unload ffffffffe0200804; preload without it; ";
     struct t_case
     {
         WORD major, minor;

@@ -103,6 +103,13 @@ TEST_F(ErrorList, IsOpenedBySecondProcessAndSurvivesItsDeath)
     }
 }
 
+TEST(SharedMemory, RefusesASizeThatItsHeaderDoesNotFitInto)
+{
+    t_errorChain errors;
+    EXPECT_FALSE(t_sharedMemory().Open(errors, L"Local\\tarvo_test_memory", 0xFFFFFFF4));
+    EXPECT_EQ(L"系统错误87|创建共享内存失败：Local\\tarvo_test_memory", Entries(errors));
+}
+
 TEST_F(ErrorList, RefusesForeignMemory)
 {
     const struct

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <imm.h>
+#include <sddl.h>
 #include <shlobj.h>
 #include <wtsapi32.h>
 
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -180,7 +182,7 @@ TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
     os.Set(5, 2);
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
     EXPECT_EQ(L"load default_user Default User\\NTUSER.DAT\nunload hive\n", calls);
-    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\n", kText),
+    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\\0\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     EXPECT_EQ(L"00000804 E0200804", Preloaded(HKEY_CURRENT_USER, L""));
 }
@@ -250,7 +252,7 @@ TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
     EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime")) << "a layout of another language does not count";
     EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
     EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
-    EXPECT_EQ(L"unload e0200804\n", calls);
+    EXPECT_EQ(L"unload ffffffffe0200804\n", calls);
     EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     EXPECT_EQ(L"00000804 00000409", Preloaded(HKEY_CURRENT_USER, L""));
     EXPECT_EQ(L"E0200804", Preloaded(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
@@ -302,7 +304,8 @@ TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
         WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", type, stored.c_str(), bytes);
         const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
         EXPECT_EQ(bytes > 520 ? ERROR_MORE_DATA : ERROR_SUCCESS, UpdateLayoutText(0xE0200804, L"abc"));
-        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\n" : before, DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\\0\n" : before,
+                  DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     }
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
 }
@@ -324,6 +327,80 @@ TEST_F(t_layoutTest, LoggedOnUsersHiveComesBeforeTheInstallersOwn)
     EXPECT_EQ(L"f003f f003f", opened);
     EXPECT_EQ(L"00000409 E0210804", Preloaded(HKEY_USERS, L"user"));
     EXPECT_EQ(L"00000804", Preloaded(HKEY_CURRENT_USER, L""));
+}
+
+TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
+{
+    const std::map<std::wstring, std::pair<SID_NAME_USE, const wchar_t*>> accounts = {
+        {L"CORP\\alice", {SidTypeUser, L"S-1-5-21-1-1001"}}, {L"alice", {SidTypeUser, L"S-1-5-21-2-1001"}},
+        {L"CORP\\staff", {SidTypeGroup, L"S-1-5-21-1-513"}}, {L"staff", {SidTypeUser, L"S-1-5-21-2-1001"}},
+        {L"MACHINE", {SidTypeDomain, L"S-1-5-21-2"}},        {L"CORP\\away", {SidTypeUser, L"S-1-5-21-1-1002"}},
+    };
+    std::map<WTS_INFO_CLASS, std::wstring> answers;
+    std::wstring asked;
+    int held = 0;
+    ImmImportPatch<decltype(&WTSQuerySessionInformationW), 1> query(
+        "WTSQuerySessionInformationW",
+        [&](HANDLE, DWORD sessionId, WTS_INFO_CLASS what, LPWSTR* text, DWORD*) -> WINBOOL {
+            EXPECT_EQ(WTS_CURRENT_SESSION, sessionId);
+            if (answers[what] == L"!") {
+                return FALSE;
+            }
+            ++held;
+            *text = answers[what].data();
+            return TRUE;
+        });
+    PATCH(release, WTSFreeMemory, [&](PVOID) { --held; });
+    PATCH(lookUp, LookupAccountNameW,
+          [&](LPCWSTR, LPCWSTR name, PSID sid, LPDWORD size, LPWSTR, LPDWORD domainLength, PSID_NAME_USE use) {
+              EXPECT_EQ(1024u, *domainLength);
+              const auto account = accounts.find(name);
+              if (sid == nullptr) {
+                  asked += std::wstring(name) + L" ";
+                  *size = account == accounts.end() ? 0 : SECURITY_MAX_SID_SIZE;
+                  return WINBOOL{FALSE};
+              }
+              t_localMemory known;
+              ConvertStringSidToSidW(account->second.second, known.Put());
+              *use = account->second.first;
+              return CopySid(*size, sid, known.Get());
+          });
+
+    struct t_case
+    {
+        const wchar_t* domain; // "!" refuses the question
+        const wchar_t* user;
+        const wchar_t* asked;
+        const wchar_t* hive; // below HKEY_USERS; empty for the installer's own
+    };
+    const t_case cases[] = {
+        {L"CORP", L"alice", L"CORP\\alice ", L"S-1-5-21-1-1001"}, // beside a local namesake
+        {L"LAB", L"alice", L"LAB\\alice alice ", L"S-1-5-21-2-1001"},
+        {L"", L"alice", L"alice ", L"S-1-5-21-2-1001"},
+        {L"!", L"alice", L"alice ", L"S-1-5-21-2-1001"},
+        {L"CORP", L"staff", L"CORP\\staff staff ", L"S-1-5-21-2-1001"}, // in the domain this is a group
+        {L"LAB", L"MACHINE", L"LAB\\MACHINE MACHINE ", L""},
+        {L"CORP", L"nobody", L"CORP\\nobody nobody ", L""},
+        {L"CORP", L"away", L"CORP\\away ", L""}, // whose hive is not loaded
+        {L"CORP", L"", L"", L""},
+        {L"CORP", L"!", L"", L""},
+    };
+    for (const t_case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.domain << "\\" << c.user);
+        WritePreload(HKEY_CURRENT_USER, L"", {L"E0200804"});
+        WritePreload(HKEY_USERS, L"S-1-5-21-1-1001", {L"E0200804"});
+        WritePreload(HKEY_USERS, L"S-1-5-21-2-1001", {L"E0200804"});
+        WriteLayout(0xE0200804, L"TarvoPY.ime");
+        answers = {{WTSDomainName, c.domain}, {WTSUserName, c.user}};
+        asked.clear();
+        RemoveImeLayout(L"TarvoPY.ime");
+        EXPECT_EQ(c.asked, asked);
+        EXPECT_EQ(0, held) << "what the session answered is freed";
+        for (const wchar_t* const hive : {L"S-1-5-21-1-1001", L"S-1-5-21-2-1001"}) {
+            EXPECT_EQ(hive == std::wstring(c.hive) ? L"" : L"E0200804", Preloaded(HKEY_USERS, hive)) << hive;
+        }
+        EXPECT_EQ(*c.hive == L'\0' ? L"" : L"E0200804", Preloaded(HKEY_CURRENT_USER, L""));
+    }
 }
 
 TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)

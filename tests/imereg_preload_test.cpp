@@ -37,7 +37,7 @@ struct t_preloadCase
 {
     const wchar_t* before;
     std::uint32_t klid;
-    const wchar_t* after; // values that were not rewritten end with their terminator
+    const wchar_t* after;
 };
 
 template <std::size_t count>
@@ -57,12 +57,14 @@ TEST(Preload, AddingRewritesByCount)
 {
     const t_preloadCase cases[] = {
         {L"1=00000804 2=e0200804", 0xE0200804, L"1=00000804- 2=e0200804- "}, // listed, in other case
-        {L"1=00000804 2=e0200804", 0xE0210804, L"1=00000804 2=e0200804 3=E0210804 "},
-        {L"", 0xE0210804, L"1=E0210804 "},
-        // A gap drops what stands beyond the count; names that are no position are lost; a long value ends the list.
-        {L"1=00000804 3=00000409", 0xE0210804, L"1=00000804 2=-------- 3=E0210804 "},
-        {L"0=00000409 1=00000804 100=00000411 abc=00000412", 0xE0210804, L"1=00000804 2=E0210804 "},
-        {L"1=000000000000000000804", 0xE0210804, L"1=E0210804 "},
+        {L"1=00000804 2=e0200804", 0xE0210804, L"1=00000804- 2=e0200804- 3=E0210804- "},
+        {L"", 0xE0210804, L"1=E0210804- "},
+        // A gap drops what stands beyond the count, and its slot is eight units like a short text's; names that are no
+        // position are lost; a long value ends the list.
+        {L"1=00000804 3=00000409", 0xE0210804, L"1=00000804- 2=-------- 3=E0210804- "},
+        {L"1=804", 0xE0210804, L"1=804----- 2=E0210804- "},
+        {L"0=00000409 1=00000804 100=00000411 abc=00000412", 0xE0210804, L"1=00000804- 2=E0210804- "},
+        {L"1=000000000000000000804", 0xE0210804, L"1=E0210804- "},
     };
     CheckChanges(cases, [](std::uint32_t klid) { AddToPreload(klid, HKEY_CURRENT_USER, L"x", true); });
 }
@@ -70,14 +72,35 @@ TEST(Preload, AddingRewritesByCount)
 TEST(Preload, RemovingRenumbersTheRest)
 {
     const t_preloadCase cases[] = {
-        {L"1=E0200804 2=0000040A 3=E0210804", 0xE0200804, L"1=0000040a 2=e0210804 "},
+        {L"1=E0200804 2=0000040A 3=E0210804", 0xE0200804, L"1=0000040a- 2=e0210804- "},
         {L"1=00000804 9=0000040A", 0xE0200804, L"1=00000804- 9=0000040A- "}, // not listed
         // Only the first of two, in the order of positions; data that is no KLID is dropped.
-        {L"10=E0200804 9=E0200804 2=00000804", 0xE0200804, L"1=00000804 2=e0200804 "},
-        {L"1=E0200804 2=no 3=00000804", 0xE0200804, L"1=00000804 "},
+        {L"10=E0200804 9=E0200804 2=00000804", 0xE0200804, L"1=00000804- 2=e0200804- "},
+        {L"1=E0200804 2=no 3=00000804", 0xE0200804, L"1=00000804- "},
         {L"1=E0200804", 0xE0200804, L""},
     };
     CheckChanges(cases, [](std::uint32_t klid) { RemoveFromPreload(klid, HKEY_CURRENT_USER); });
+}
+
+// The byte counts are those of the characters; what makes the system store a terminator follows them in memory.
+TEST(Preload, TextsArePassedTerminatedAndCountedWithoutIt)
+{
+    const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
+    const t_fakeOsVersion os(6, 1);
+    WriteList(L"1=00000804 3=00000409");
+    MakeKey(HKEY_CURRENT_USER, kSortList);
+    std::wstring passed;
+    ImmImportPatch<decltype(&RegSetValueExW)> set(
+        "RegSetValueExW", [&](HKEY key, LPCWSTR name, DWORD zero, DWORD type, const BYTE* data, DWORD bytes) {
+            if (type == REG_SZ) {
+                passed += FormatStr(L"%s %u %d; ", name, bytes, reinterpret_cast<const wchar_t*>(data)[bytes / 2]);
+            }
+            return set.Original(key, name, zero, type, data, bytes);
+        });
+    AddToPreload(0xE0210804, HKEY_CURRENT_USER, L"x", true);
+    EXPECT_EQ(L"CLSID 76 0; Profile 76 0; 1 16 0; 2 16 0; 3 16 0; ", std::exchange(passed, L""));
+    RemoveFromPreload(0x00000804, HKEY_CURRENT_USER);
+    EXPECT_EQ(L"1 16 0; ", passed);
 }
 
 // Values without a terminator and of odd length are read within their bounds.
@@ -116,9 +139,9 @@ TEST(SortOrder, NewItemFollowsTheLast)
         EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, kSortList)) << "present already";
 
         AddToPreload(0xE0200804, HKEY_CURRENT_USER, L"x", false);
-        const std::wstring added = L"[00000003]\nCLSID=1:{00000000-0000-0000-0000-000000000000}\n"
+        const std::wstring added = L"[00000003]\nCLSID=1:{00000000-0000-0000-0000-000000000000}\\0\n"
                                    L"KeyboardLayout=4:040820e0\n"
-                                   L"Profile=1:{00000000-0000-0000-0000-000000000000}\n";
+                                   L"Profile=1:{00000000-0000-0000-0000-000000000000}\\0\n";
         EXPECT_EQ(major < 6 ? before : before + added, DumpKey(HKEY_CURRENT_USER, kSortList)) << major;
     }
 }

@@ -10,6 +10,7 @@
 namespace {
 
 using t_shellPatch = ImmImportPatch<decltype(&ShellExecuteExW)>;
+using t_directPatch = ImmImportPatch<decltype(&CreateProcessW)>;
 
 TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
 {
@@ -20,7 +21,7 @@ TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
             return FALSE;
         });
         t_errorChain errors;
-        EXPECT_FALSE(LaunchProcess(errors, L"name", nullptr, nullptr, nullptr, SW_SHOW, 0));
+        EXPECT_FALSE(LaunchProcess(errors, L"HTTPS://name", nullptr, nullptr, nullptr, SW_SHOW, 0));
         EXPECT_TRUE(errors.HasFailed());
         return Entries(errors);
     };
@@ -42,27 +43,92 @@ TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
     }
 }
 
-// The program really runs, in its own folder, and nobody gets between check and start.
+constexpr wchar_t kMailslot[] = L"\\\\.\\mailslot\\tarvo_launch_test";
+
+// The program really runs, in its own folder, and nobody gets between check and start: not with its file, and not with
+// a class of programs, which this shell follows as that of Windows does.
 TEST(LaunchProcess, StartsTheFileThatWasChecked)
 {
     const t_trustScope trust;
-    const std::wstring program = SignedModule(L"started.exe");
-    ASSERT_TRUE(CopyFileW(SignedModule(L"maker.exe").c_str(), program.c_str(), FALSE));
-    const t_handle mail = MakeFileHandle(CreateMailslotW(L"\\\\.\\mailslot\\tarvo_launch_test", 0, 60000, nullptr));
-    t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
+    const std::wstring program = SignedModule(L"started.EXE");
+    const t_handle mail = MakeFileHandle(CreateMailslotW(kMailslot, 0, 60000, nullptr));
+    const auto tryToExchange = [&] {
         EXPECT_FALSE(CopyFileW(SignedModule(L"unsigned.exe").c_str(), program.c_str(), FALSE));
         EXPECT_FALSE(MoveFileExW(program.c_str(), SignedModule(L"moved.exe").c_str(), MOVEFILE_REPLACE_EXISTING));
         EXPECT_FALSE(DeleteFileW(program.c_str()));
+    };
+    std::wstring other;
+    t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
+        tryToExchange();
+        request->lpFile = other.empty() ? request->lpFile : other.c_str();
         return shell.Original(request);
     });
-    t_errorChain errors;
-    ASSERT_TRUE(LaunchProcess(errors, (L"\\\\?\\" + program).c_str(), nullptr, L"a \"b c\"", L"*", SW_HIDE, 0));
-    wchar_t text[2048];
-    DWORD bytes = 0;
-    ASSERT_TRUE(ReadFile(mail.Get(), text, sizeof(text), &bytes, nullptr));
-    EXPECT_EQ(std::wstring(text, bytes / 2), SignedModule(L"|\"" + program + L"\" a \"b c\""));
-    for (int tries = 0; !DeleteFileW(program.c_str()) && tries < 1000; ++tries) {
-        Sleep(10); // until the program has ended
+    const std::wstring explorer = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\.exe\\";
+    const std::pair<std::wstring, bool> kKeys[] = {
+        {L"Software\\Classes\\txtfile", false}, {explorer + L"OpenWithList", false},   {explorer + L"UserChoice", true},
+        {L"Software\\Classes\\.exe", true},     {L"Software\\Classes\\exefile", true},
+    };
+    for (const auto& [key, isOfPrograms] : kKeys) {
+        ASSERT_TRUE(CopyFileW(SignedModule(L"maker.exe").c_str(), program.c_str(), FALSE));
+        t_directPatch direct("CreateProcessW", [&](auto... arguments) {
+            tryToExchange();
+            return direct.Original(arguments...);
+        });
+        MakeKey(HKEY_CURRENT_USER, key);
+        other = isOfPrograms ? SignedModule(L"unsigned.exe") : L"";
+        t_errorChain errors;
+        ASSERT_TRUE(LaunchProcess(errors, (L"\\\\?\\" + program).c_str(), nullptr, L"a \"b c\"", L"*", SW_HIDE, 0));
+        EXPECT_EQ(direct.calls, isOfPrograms) << key;
+        wchar_t text[2048];
+        DWORD bytes = 0;
+        ASSERT_TRUE(ReadFile(mail.Get(), text, sizeof(text), &bytes, nullptr));
+        EXPECT_EQ(std::wstring(text, bytes / 2), SignedModule(L"|\"" + program + L"\" a \"b c\""));
+        for (int tries = 0; !DeleteFileW(program.c_str()) && tries < 1000; ++tries) {
+            Sleep(10); // until the program has ended
+        }
+        RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+    }
+}
+
+// Where the user's classes cannot be looked at, a program is not given to the shell, but everything else is.
+TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
+{
+    const t_trustScope trust;
+    const ImmImportPatch<decltype(&RegOpenKeyExW)> classes(
+        "RegOpenKeyExW", [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
+    std::wstring toShell;
+    const t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
+        toShell = request->lpFile;
+        return TRUE;
+    });
+    const t_directPatch direct("CreateProcessW",
+                               [](LPCWSTR, LPWSTR line, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL inherit, DWORD,
+                                  LPVOID, LPCWSTR folder, STARTUPINFOW* startup, PROCESS_INFORMATION*) {
+                                   EXPECT_EQ(line, L'"' + SignedModule(L"maker.exe") + L'"');
+                                   EXPECT_FALSE(inherit);
+                                   EXPECT_EQ(folder, nullptr);
+                                   EXPECT_EQ(startup->dwFlags, static_cast<DWORD>(STARTF_USESHOWWINDOW));
+                                   EXPECT_EQ(startup->wShowWindow, SW_SHOWMINIMIZED);
+                                   SetLastError(740);
+                                   return FALSE;
+                               });
+    const auto launch = [&](const std::wstring& program) {
+        t_errorChain errors;
+        toShell.clear();
+        const bool started = LaunchProcess(errors, program.c_str(), nullptr, nullptr, nullptr, SW_SHOWMINIMIZED, 0);
+        EXPECT_EQ(started, !errors.HasFailed());
+        EXPECT_EQ(toShell, started ? program : L"");
+        return Entries(errors);
+    };
+    const std::wstring program = SignedModule(L"maker.exe"), document = SignedModule(L"listed 0.dat");
+    EXPECT_EQ(launch(program), L"系统错误740|无法启动 " + program);
+    std::ofstream(document.c_str()).close();
+    for (const std::wstring& accepted : {document, std::wstring(L"https://x/y.exe"), std::wstring(L"HTTP://x")}) {
+        EXPECT_EQ(launch(accepted), L"");
+    }
+    for (const wchar_t* const refused : {L"file:///C:/x.exe", L"shell:AppsFolder", L"ms-settings:x", L"mailto:x",
+                                         L"http:x", L"https:/x", L"x.exe", L"x", L""}) {
+        EXPECT_EQ(launch(refused), FormatStr(L"模块校验失败:%s 不是驱动器或网络上的完整路径", refused));
     }
 }
 

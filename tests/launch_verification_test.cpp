@@ -8,6 +8,9 @@
 
 #include <map>
 
+#include "base/ascii_case.h"
+#include "base/system_function.h"
+#include "launch/maker_identity.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/signed_modules/signed_modules.h"
@@ -52,14 +55,22 @@ private:
     ImmImportPatch<decltype(&GetProcAddress)> patch;
 };
 
-// Before Vista no call tells the path of an open file.
-const t_lookupPatch::t_answers kBeforeVista = {{"GetFinalPathNameByHandleW", nullptr}}, kLater;
+using t_finalPathCall = DWORD(WINAPI*)(HANDLE, LPWSTR, DWORD, DWORD);
+const auto kFinalPathCall = FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
 
-// One answer: the function's name and a lambda of its type.
-#define ANSWER(function, ...)                                                                                          \
-    {                                                                                                                  \
-#function, reinterpret_cast < void*>(static_cast <decltype(&function)>(__VA_ARGS__))                           \
-    }
+// Of a file with several names (hard links) the system gives any: for a file of the system directory the other one.
+DWORD WINAPI FindStorePath(HANDLE file, LPWSTR path, DWORD size, DWORD flags)
+{
+    const DWORD length = kFinalPathCall(file, path, size, flags);
+    return std::wstring_view(path, length).ends_with(L"inside.exe")
+               ? static_cast<DWORD>((L"\\\\?\\" + SignedModule(L"store.exe")).copy(path, size))
+               : length;
+}
+
+// Before Vista no call tells the path of an open file.
+const t_lookupPatch::t_answers kLater,
+    kBeforeVista = {{"GetFinalPathNameByHandleW", nullptr}},
+    kStorePaths = {{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&FindStorePath)}};
 
 TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
 {
@@ -68,15 +79,26 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     const std::pair<const wchar_t*, LONG> kRefused[] = {{L"unsigned.exe", TRUST_E_NOSIGNATURE},
                                                         {L"tampered.exe", TRUST_E_BAD_DIGEST},
                                                         {L"expired.exe", CERT_E_EXPIRED},
-                                                        {L"untrusted.exe", CERT_E_UNTRUSTEDROOT}};
+                                                        {L"untrusted.exe", CERT_E_UNTRUSTEDROOT},
+                                                        {L"unit.exe", TRUST_E_NO_SIGNER_CERT}};
     for (const auto& [name, status] : kRefused) {
         EXPECT_EQ(Refusal(SignedModule(name)), FormatStr(L"系统错误%d|模块校验失败:", status) + SignedModule(name) +
                                                    L" 没有有效的代码签名,且不在摘要清单中");
     }
     EXPECT_THAT(Refusal(SignedModule(L"other.exe")), HasSubstr(L"“Tarvo Test Maker Ltd”"));
     EXPECT_THAT(Refusal(SignedModule(L"case.exe")), HasSubstr(L"“Tarvo test Maker”"));
+    EXPECT_THAT(Refusal(SignedModule(L"unlisted.exe")), HasSubstr(L"“Tarvo Test Maker”的证书不是"));
+    EXPECT_TRUE((t_makerIdentity{L"Name", {}, {}}.IsSigner({L"Name"})));
+    EXPECT_THAT(Refusal(SignedModule(L"unit_first.exe")), HasSubstr(L"“Somebody else”"));
     const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
+}
+
+// Every user may trust whom he likes, but what runs elevated is not his.
+TEST(VerifyModule, RootOfTheUserDoesNotCount)
+{
+    const t_trustScope trust(false);
+    EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", CERT_E_UNTRUSTEDROOT)));
 }
 
 // The list holds the digests that RFC 1321 publishes and, around the size of one piece, what md5sum says.
@@ -106,19 +128,29 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     const ImmImportPatch<decltype(&GetSystemDirectoryW)> directory("GetSystemDirectoryW", [&](LPWSTR text, UINT size) {
         return lstrcpynW(text, system.c_str(), static_cast<int>(size)) != nullptr ? lstrlenW(text) : 0u;
     });
-    wchar_t shortName[MAX_PATH];
-    GetShortPathNameW(Write(L"listed 1.dat", "abc").c_str(), shortName, MAX_PATH);
+    const auto shortNameOf = [](const std::wstring& path) {
+        wchar_t name[MAX_PATH];
+        return std::wstring(name, GetShortPathNameW(path.c_str(), name, MAX_PATH));
+    };
+    const std::wstring store = SignedModule(L"store.exe"), outside = SignedModule(L"inside.exe");
+    for (const std::wstring& name : {store, outside}) {
+        DeleteFileW(name.c_str());
+        ASSERT_TRUE(CreateHardLinkW(name.c_str(), inside.c_str(), nullptr));
+    }
     const std::wstring overLink = SignedModule(L"link\\inside.exe");
     const std::pair<std::wstring, std::wstring> kAccepted[] = {
         {inside, inside},
         {L"\\\\?\\" + inside, inside},
         {system + L"/folder\\.././inside.exe", inside},
         {overLink, inside},
-        {shortName, SignedModule(L"listed 1.dat")},
+        {shortNameOf(inside), inside},
+        {inside.substr(0, 2) + FoldCase(inside.substr(2)), inside},
+        {shortNameOf(Write(L"listed 1.dat", "abc")), SignedModule(L"listed 1.dat")},
     };
     const std::wstring dotted = Write(L"listed 1.dat.", "abc"); // another file behind "\\?\" than without
     const std::wstring kRefused[] = {system + L"\\folder\\below.exe",
                                      system + L"\\..\\unsigned.exe",
+                                     store,
                                      system + L"\\missing.exe",
                                      system,
                                      L"",
@@ -129,19 +161,30 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
                                      L"C:inside.exe",
                                      L"inside.exe",
                                      L"\\\\?\\" + dotted};
-    for (const bool beforeVista : {false, true}) {
-        const t_lookupPatch lookup(beforeVista ? kBeforeVista : kLater);
+    for (const auto* const answers : {&kLater, &kBeforeVista, &kStorePaths}) {
+        const t_lookupPatch lookup(*answers);
         for (const auto& [path, realPath] : kAccepted) {
             t_errorChain errors;
             t_heldFile file;
             const bool accepted = VerifyModule(errors, path.c_str(), file);
-            EXPECT_EQ(accepted, !beforeVista || path != overLink) << path << Entries(errors);
+            EXPECT_EQ(accepted, answers != &kBeforeVista || path != overLink) << path << Entries(errors);
             EXPECT_EQ(file.Path(), accepted ? realPath : overLink);
         }
         for (const std::wstring& path : kRefused) {
             EXPECT_THAT(Refusal(path), HasSubstr(L"模块校验失败:")) << path;
         }
     }
+    {
+        const t_lookupPatch lookup(kStorePaths);
+        EXPECT_THAT(Refusal(outside), HasSubstr(store + L" "));
+    }
+    // A link opened as such is a file of its own, which Wine's links are not.
+    using t_openPatch = ImmImportPatch<decltype(&CreateFileW)>;
+    t_openPatch open("CreateFileW", [&](LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                                        DWORD creation, DWORD flags, HANDLE model) {
+        const bool asLink = (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
+        return open.Original(asLink ? store.c_str() : path, access, share, security, creation, flags, model);
+    });
     EXPECT_THAT(Refusal(system + L"\\link.exe"), HasSubstr(L"\\signed\\unsigned.exe "));
     EXPECT_THAT(Refusal(inside + L"::$DATA"), EndsWith(L"数据流"));
 

@@ -46,6 +46,22 @@ TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
     std::jthread([&] { EXPECT_TRUE(otherUnnamed.Lock(errors)); }).join();
 }
 
+TEST(OpenSecurity, ObjectsGrantEverythingAndFilesReadingAndWriting)
+{
+    ACL* objectList = nullptr;
+    BOOL present = FALSE, defaulted = FALSE;
+    ASSERT_TRUE(
+        GetSecurityDescriptorDacl(OpenSecurityAttributes()->lpSecurityDescriptor, &present, &objectList, &defaulted));
+    for (const auto& [list, mask] : {std::pair{objectList, DWORD{GENERIC_ALL}},
+                                     {OpenAccessList(), DWORD{FILE_GENERIC_READ | FILE_GENERIC_WRITE}}}) {
+        for (DWORD i = 0; i < 3; ++i) { // everyone, and the two kinds of packages
+            void* entry = nullptr;
+            ASSERT_TRUE(GetAce(list, i, &entry)) << i;
+            EXPECT_EQ(mask, static_cast<ACCESS_ALLOWED_ACE*>(entry)->Mask) << i;
+        }
+    }
+}
+
 TEST(Mutex, FailedCreateIsReportedAndLeavesNoLock)
 {
     ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return SetLastError(5), HANDLE{}; });

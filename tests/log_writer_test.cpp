@@ -4,8 +4,11 @@
 
 #include <aclapi.h>
 
+#include <map>
+
 #include "base/security.h"
 #include "base/singleton.h"
+#include "base/system_function.h"
 #include "runtime/runtime.h"
 #include "tests/chain_entries.h"
 #include "tests/child_process.h"
@@ -74,29 +77,211 @@ TEST_F(LogWriter, FullFileKeepsItsLaterPart)
     }
 }
 
-TEST_F(LogWriter, OpensToEveryoneButLeavesLinksAlone)
+using t_finalPathFunction = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
+using t_changePath = std::wstring (*)(const std::wstring& path);
+
+// What the functions that are looked up at run time answer: the real final path, changed, and the kind of a link.
+const auto realFinalPath = FindSystemFunction<t_finalPathFunction>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+t_changePath changeFinalPath;
+DWORD reparseTag;
+
+DWORD WINAPI AnswerFinalPath(HANDLE file, wchar_t* buffer, DWORD units, DWORD flags)
 {
-    using t_calls = std::vector<std::tuple<SECURITY_INFORMATION, const ACL*, const ACL*>>;
-    t_calls set;
+    const DWORD length = realFinalPath(file, buffer, units, flags);
+    const std::wstring changed = changeFinalPath(std::wstring(buffer, length));
+    return static_cast<DWORD>(changed.copy(buffer, units - 1));
+}
+
+BOOL WINAPI AnswerAttributeTag(HANDLE, int kind, DWORD* answer, DWORD)
+{
+    EXPECT_EQ(9, kind);
+    answer[1] = reparseTag;
+    return reparseTag != 0;
+}
+
+std::wstring Unchanged(const std::wstring& path)
+{
+    return path;
+}
+
+std::wstring BehindDevice(const std::wstring& path)
+{
+    return path.substr(path.find(L'\\', std::size(L"\\Device\\")));
+}
+
+enum t_outcome
+{
+    neverMade,
+    leftAlone, // empty, and open to nobody
+    written,
+};
+
+struct LogFile : LogWriter
+{
+    LogFile() { CreateDirectoryW(folder.c_str(), nullptr); }
+
+    // What became of the folder's log file, which is missing at first.
+    t_outcome LogIn(const std::wstring& asked)
+    {
+        const std::wstring path = folder + L"\\error.log";
+        DeleteFileW(path.c_str());
+        relaxed.clear();
+        t_errorChain chain;
+        LogError(chain, 1, asked.c_str());
+        const bool isWritten = !directory.Read(L"a longer name\\error.log").empty();
+        EXPECT_EQ(isWritten, !relaxed.empty());
+        return isWritten ? written : std::filesystem::exists(path) ? leftAlone : neverMade;
+    }
+
+    const std::wstring folder = directory.Path(L"a longer name");
+    std::map<std::string, void*> lookedUp{
+        {"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&AnswerFinalPath)},
+        {"GetFileInformationByHandleEx", reinterpret_cast<void*>(&AnswerAttributeTag)}};
+    ImmImportPatch<decltype(&GetProcAddress)> lookUp{"GetProcAddress", [this](HMODULE module, LPCSTR name) {
+                                                         return lookedUp.count(name) != 0
+                                                                    ? reinterpret_cast<FARPROC>(lookedUp[name])
+                                                                    : lookUp.Original(module, name);
+                                                     }};
+    std::vector<std::pair<SECURITY_INFORMATION, const ACL*>> relaxed;
+    ImmImportPatch<decltype(&SetSecurityInfo)> security{
+        "SetSecurityInfo", [this](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
+            relaxed.emplace_back(kind, kind == DACL_SECURITY_INFORMATION ? accessList : label);
+            return DWORD{ERROR_ACCESS_DENIED};
+        }};
+};
+
+TEST_F(LogFile, IsOpenedToEveryone)
+{
+    changeFinalPath = &Unchanged;
     ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto path, DWORD access, auto... rest) {
         SetLastError(ERROR_ACCESS_DENIED);
         return (access & WRITE_DAC) != 0 ? INVALID_HANDLE_VALUE : create.Original(path, access, rest...);
     });
-    ImmImportPatch<decltype(&SetSecurityInfo)> security(
-        "SetSecurityInfo", [&](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
-            set.emplace_back(kind, accessList, label);
-            return DWORD{ERROR_ACCESS_DENIED};
+    EXPECT_EQ(written, LogIn(folder));
+    ASSERT_NE(nullptr, LowMandatoryLabel());
+    const decltype(relaxed) expected{{DACL_SECURITY_INFORMATION, OpenAccessList()},
+                                     {LABEL_SECURITY_INFORMATION, LowMandatoryLabel()}};
+    EXPECT_EQ(expected, relaxed);
+}
+
+TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
+{
+    wchar_t shortForm[MAX_PATH] = {};
+    GetShortPathNameW(folder.c_str(), shortForm, MAX_PATH);
+    std::wstring capitals = folder + L"\\";
+    CharUpperW(capitals.data());
+    const t_changePath throughDrive = [](auto& path) { return L"\\Device\\Mup\\server\\share" + BehindDevice(path); };
+    const t_changePath elsewhere = [](auto& path) {
+        return BehindDevice(path).size() > 1 ? L"\\Device\\x" + BehindDevice(path) : path;
+    };
+    enum t_system
+    {
+        newer,
+        sandbox,
+        xp,
+        xpWithLink,
+        xpThenWithLink
+    };
+    const struct
+    {
+        const char* what;
+        std::wstring asked;
+        t_system system;
+        t_changePath change;
+        t_outcome outcome;
+    } rows[] = {
+        {"plain", folder, newer, &Unchanged, written},
+        {"other letters", capitals, newer, &Unchanged, written},
+        {"short name", shortForm, newer, &Unchanged, written},
+        {"dots", folder + L"\\..\\a longer name/.", newer, &Unchanged, written},
+        {"mapped drive", folder, newer, throughDrive, written},
+        {"link on the way", folder, newer, [](auto& path) { return path + L"x"; }, neverMade},
+        {"link at the end", folder, newer, [](auto& path) { return path.ends_with(L".log") ? path + L"x" : path; },
+         leftAlone},
+        {"the same path of another drive", folder, newer, elsewhere, neverMade},
+        {"drive may not be asked", folder, sandbox, elsewhere, written},
+        {"link on the way, drive may not be asked", folder, sandbox, [](auto& path) { return path + L"x"; }, neverMade},
+        {"no answer", folder, newer, [](auto&) { return std::wstring(); }, written},
+        {"cannot be asked", folder, xp, nullptr, written},
+        {"cannot be asked, link on the way", folder, xpWithLink, nullptr, neverMade},
+        {"cannot be asked, link comes late", folder, xpThenWithLink, nullptr, leftAlone},
+    };
+    t_system system = newer;
+    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](LPCWSTR path, auto... rest) {
+        return system == sandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
+    });
+    ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](LPCWSTR path) {
+        const bool linked = system >= xpWithLink && path == directory.Path() &&
+                            (system == xpWithLink || std::filesystem::exists(folder + L"\\error.log"));
+        return attributes.Original(path) | (linked ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
+    });
+    for (const auto& row : rows) {
+        system = row.system;
+        changeFinalPath = row.change;
+        lookedUp["GetFinalPathNameByHandleW"] = system >= xp ? nullptr : reinterpret_cast<void*>(&AnswerFinalPath);
+        EXPECT_EQ(row.outcome, LogIn(row.asked)) << row.what;
+    }
+}
+
+TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
+{
+    changeFinalPath = &Unchanged;
+    enum t_place
+    {
+        file,
+        inFolder,
+        exchanged
+    };
+    const std::tuple<t_place, DWORD, t_outcome> rows[] = {{file, 0xA000000C, leftAlone}, // symbolic link
+                                                          {file, 0x80000013, written},   // deduplicated
+                                                          {file, 0x9000101A, written},   // cloud
+                                                          {file, 0, leftAlone}, // of a kind that cannot be asked
+                                                          {exchanged, 0x80000013, leftAlone},
+                                                          {inFolder, 0xA0000003, neverMade}, // mount point
+                                                          {inFolder, 0x9000101A, written}};
+    t_place place = file;
+    DWORD flags = 0, identity = 0;
+    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto... asked) {
+        flags = std::get<5>(std::tuple(asked...));
+        return create.Original(asked...);
+    });
+    ImmImportPatch<decltype(&GetFileInformationByHandle)> information(
+        "GetFileInformationByHandle", [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
+            const BOOL answered = information.Original(handle, info);
+            const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+            info->dwFileAttributes |= isFolder == (place == inFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+            info->nFileIndexLow += place == exchanged ? ++identity : 0;
+            return answered;
         });
+    for (const auto& [where, tag, outcome] : rows) {
+        place = where;
+        reparseTag = tag;
+        EXPECT_EQ(outcome, LogIn(folder)) << where << ' ' << tag;
+        EXPECT_TRUE(outcome != written || (place == file) == ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)) << tag;
+    }
+    place = file, reparseTag = 0x80000013;
+    lookedUp["GetFileInformationByHandleEx"] = nullptr;
+    EXPECT_EQ(leftAlone, LogIn(folder));
+}
+
+TEST_F(LogFile, WithASecondNameIsLeftAlone)
+{
+    changeFinalPath = &Unchanged;
     directory.Write(L"other", "owner's");
     ASSERT_TRUE(CreateHardLinkW(directory.Path(L"error.log").c_str(), directory.Path(L"other").c_str(), nullptr));
     EXPECT_EQ("owner's", Log());
-    EXPECT_TRUE(set.empty());
-    DeleteFileW(directory.Path(L"error.log").c_str());
-    EXPECT_EQ(2 + lineBytes, Log().size());
-    ASSERT_NE(nullptr, LowMandatoryLabel());
-    const t_calls expected{{DACL_SECURITY_INFORMATION, OpenAccessList(), nullptr},
-                           {LABEL_SECURITY_INFORMATION, nullptr, LowMandatoryLabel()}};
-    EXPECT_EQ(expected, set);
+    EXPECT_TRUE(relaxed.empty());
+}
+
+TEST_F(LogFile, OfABareDriveLiesInItsRoot)
+{
+    std::wstring opened;
+    ImmImportPatch<decltype(&CreateFileW)> create(
+        "CreateFileW", [&](LPCWSTR path, auto...) { return opened = path, INVALID_HANDLE_VALUE; });
+    SetEnvironmentVariableW(L"=C:", folder.c_str()); // the drive's current directory
+    LogIn(L"C:");
+    SetEnvironmentVariableW(L"=C:", nullptr);
+    EXPECT_EQ(L"C:\\", opened);
 }
 
 // In a process of its own: the directory is looked up once.

@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <aclapi.h>
+#include <sddl.h>
+
+#include <optional>
 
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
@@ -165,27 +168,170 @@ TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
                 user.DeleteValue(errors, L"t"));
 }
 
-TEST_F(Reg, DeniedDeleteGrantsAccessToTheNamedKeyFirst)
+TEST_F(Reg, TreeIsNotDeletedThroughALink)
 {
+    MakeKey(HKEY_CURRENT_USER, L"elsewhere\\child");
+    const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"elsewhere");
     OpenKey(user, L"k");
-    std::wstring granted;
-    ImmImportPatch<decltype(&RegDeleteKeyW)> remove(
-        "RegDeleteKeyW", [&](HKEY, LPCWSTR) { return LSTATUS{granted.empty() ? ERROR_ACCESS_DENIED : ERROR_SUCCESS}; });
-    ImmImportPatch<decltype(&GetNamedSecurityInfoW)> get("GetNamedSecurityInfoW",
-                                                         [](auto, auto, auto, auto, auto, ACL** list, auto...) {
-                                                             static ACL empty{ACL_REVISION, 0, sizeof(ACL), 0, 0};
-                                                             *list = &empty;
-                                                             return ERROR_SUCCESS;
-                                                         });
-    ImmImportPatch<decltype(&SetNamedSecurityInfoW)> set(
-        "SetNamedSecurityInfoW", [&](LPWSTR name, auto type, auto, auto, auto, ACL* list, auto) {
-            EXPECT_TRUE(type == SE_REGISTRY_KEY && list->AceCount == 1);
-            granted = name;
-            return ERROR_SUCCESS;
+    for (const wchar_t* const target : {L"elsewhere", L"elsewhere\\child"}) { // with and without sub-keys
+        for (const auto& [link, refused] :
+             {std::pair(L"k\\t", L"CURRENT_USER\\k"), {L"k\\t\\x", L"CURRENT_USER\\k\\t"}}) {
+            const t_scratchLink planted(HKEY_CURRENT_USER, link, MakeKey(HKEY_CURRENT_USER, target).Get());
+            EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
+            EXPECT_THAT(Entries(errors), testing::EndsWith(std::wstring(L"系统错误1921|打开注册表项失败：") + refused));
+            EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L"elsewhere"));
+        }
+        EXPECT_TRUE(user.DeleteTree(errors, true, L"t"));
+    }
+
+    // One that is put in the key's place after the first look.
+    MakeKey(HKEY_CURRENT_USER, L"k\\t");
+    std::optional<t_scratchLink> planted;
+    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+        const LSTATUS result = remove.Original(key, name);
+        if (planted) {
+            return result;
+        }
+        planted.emplace(HKEY_CURRENT_USER, L"k\\t", MakeKey(HKEY_CURRENT_USER, L"elsewhere").Get());
+        return LSTATUS{ERROR_BUSY};
+    });
+    EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
+    EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L"elsewhere"));
+}
+
+// The owner and access list of a key in the descriptor language, by the name that the security functions take.
+std::wstring Security(const wchar_t* name)
+{
+    constexpr SECURITY_INFORMATION kWhat = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+    t_localMemory descriptor, text;
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetNamedSecurityInfoW(name, SE_REGISTRY_KEY, kWhat, nullptr, nullptr, nullptr,
+                                                          nullptr, descriptor.Put()));
+    ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor.Get(), SDDL_REVISION_1, kWhat,
+                                                         reinterpret_cast<wchar_t**>(text.Put()), nullptr);
+    return text ? static_cast<const wchar_t*>(text.Get()) : L"";
+}
+
+// Whether this process holds a privilege enabled; empty when it does not have it.
+std::optional<bool> IsEnabled(const wchar_t* name)
+{
+    LUID luid{};
+    t_handle token;
+    std::vector<BYTE> buffer(4096);
+    DWORD size = 0;
+    EXPECT_TRUE(LookupPrivilegeValueW(nullptr, name, &luid));
+    EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()));
+    EXPECT_TRUE(GetTokenInformation(token.Get(), TokenPrivileges, buffer.data(), 4096, &size));
+    const auto* const all = reinterpret_cast<const TOKEN_PRIVILEGES*>(buffer.data());
+    for (DWORD i = 0; i < all->PrivilegeCount; ++i) {
+        if (all->Privileges[i].Luid.LowPart == luid.LowPart) {
+            return (all->Privileges[i].Attributes & SE_PRIVILEGE_ENABLED) != 0;
+        }
+    }
+    return std::nullopt;
+}
+
+TEST_F(Reg, DeniedDeleteHasAccessToThatKeyAloneForASecondAttempt)
+{
+    wchar_t name[] = L"CURRENT_USER\\k\\x";
+    const wchar_t childName[] = L"CURRENT_USER\\k\\x\\child";
+    OpenKey(user, L"k");
+    MakeKey(HKEY_CURRENT_USER, L"k\\x\\child");
+    t_localMemory descriptor;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;CI;KR;;;WD)(A;CI;KA;;;BA)", SDDL_REVISION_1,
+                                                                     descriptor.Put(), nullptr));
+    BOOL present = FALSE, defaulted = FALSE;
+    ACL* list = nullptr;
+    GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted);
+    ASSERT_EQ(DWORD{ERROR_SUCCESS},
+              SetNamedSecurityInfoW(name, SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr, list, nullptr));
+
+    const std::wstring key = Security(name), child = Security(childName);
+    const auto expectAccess = [&] {
+        std::wstring given = Security(name);
+        const std::size_t first = given.find(L'(');
+        EXPECT_TRUE(given.substr(first).starts_with(L"(A;;GA;;;") || given.substr(first).starts_with(L"(A;;KA;;;"));
+        EXPECT_EQ(key, given.erase(first, given.find(L')') + 1 - first));
+        EXPECT_EQ(child, Security(childName));
+    };
+    int denied = 0, childrenDeleted = 0;
+    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY parent, LPCWSTR subKey) {
+        if (subKey == std::wstring(L"child")) {
+            ++childrenDeleted;
+            expectAccess(); // lasts until the key is empty
+            return remove.Original(parent, subKey);
+        }
+        if (++denied == 2) {
+            expectAccess();
+        }
+        return LSTATUS{ERROR_ACCESS_DENIED};
+    });
+    EXPECT_FALSE(user.DeleteKey(errors, true, L"x"));
+    EXPECT_EQ(L"系统错误5|删除注册表项失败：CURRENT_USER\\k", Entries(errors));
+    EXPECT_EQ(2, denied);
+    EXPECT_EQ(key, Security(name));
+    EXPECT_FALSE(user.DeleteTree(errors, true, L"x"));
+    EXPECT_EQ(1, childrenDeleted);
+    EXPECT_EQ(key, Security(name));
+}
+
+TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
+{
+    constexpr wchar_t kTakeOwnership[] = L"SeTakeOwnershipPrivilege", kRestore[] = L"SeRestorePrivilege";
+    const std::optional<bool> mayTake = IsEnabled(kTakeOwnership), mayRestore = IsEnabled(kRestore);
+    OpenKey(user, L"k");
+    // What is tried: d(elete), r(ead), o(wner), a(ccess list) with the number of its entries and "p" where it is
+    // protected; the first owner and list in capitals; "!" where it is denied.
+    const struct
+    {
+        bool readable, isProtected;
+        const wchar_t* steps;
+    } rows[] = {{true, false, L" d r a1! o a1 d O A0"},
+                {true, true, L" d r a1! o a1 d O A0p"},
+                {false, true, L" d r! o r a1 d A0p"}};
+    for (const auto& row : rows) {
+        t_str steps;
+        bool owned = false;
+        SID owner{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}};
+        ACL list{ACL_REVISION, 0, sizeof(ACL), 0, 0};
+        ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY, LPCWSTR) {
+            steps << L" d";
+            return LSTATUS{ERROR_ACCESS_DENIED};
         });
-    EXPECT_TRUE(user.DeleteKey(errors, true, L"x"));
-    EXPECT_EQ(L"CURRENT_USER\\k\\x", granted);
-    EXPECT_TRUE(errors.IsEmpty());
+        ImmImportPatch<decltype(&GetNamedSecurityInfoW)> get(
+            "GetNamedSecurityInfoW",
+            [&](auto, auto, auto what, PSID* readOwner, auto, ACL** readList, auto, PSECURITY_DESCRIPTOR* read) {
+                steps << L" r";
+                if (!row.readable && !owned) {
+                    steps << L"!";
+                    return DWORD{ERROR_ACCESS_DENIED};
+                }
+                *readOwner = (what & OWNER_SECURITY_INFORMATION) != 0 ? &owner : nullptr;
+                *readList = &list;
+                *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
+                InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
+                SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, row.isProtected ? SE_DACL_PROTECTED : 0);
+                return DWORD{ERROR_SUCCESS};
+            });
+        ImmImportPatch<decltype(&SetNamedSecurityInfoW)> set(
+            "SetNamedSecurityInfoW", [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {
+                if (what == OWNER_SECURITY_INFORMATION) {
+                    owned = newOwner != &owner;
+                    steps << (owned ? L" o" : L" O");
+                    EXPECT_EQ(mayTake.has_value() && owned, IsEnabled(kTakeOwnership).value_or(false));
+                    EXPECT_EQ(mayRestore.has_value() && !owned, IsEnabled(kRestore).value_or(false));
+                    return DWORD{ERROR_SUCCESS};
+                }
+                const bool former = newList == &list;
+                steps << (former ? L" A" : L" a") << std::uint32_t{newList->AceCount};
+                steps << ((what & PROTECTED_DACL_SECURITY_INFORMATION) != 0 ? L"p" : L"");
+                steps << (former || owned ? L"" : L"!");
+                return former || owned ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_ACCESS_DENIED};
+            });
+        EXPECT_FALSE(user.DeleteKey(errors, true, L"x"));
+        EXPECT_EQ(row.steps, steps);
+        EXPECT_EQ(mayTake, IsEnabled(kTakeOwnership));
+        EXPECT_EQ(mayRestore, IsEnabled(kRestore));
+    }
 }
 
 } // namespace

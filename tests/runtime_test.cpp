@@ -183,12 +183,17 @@ TEST_F(Runtime, UserPathIsLocalLowUnlessItsFileNamesADirectory)
 {
     directory.Write(L"user data\\file", "");
     const std::wstring other = directory.Path(L"user data");
-    for (const auto& [path, expected] : {std::pair(other, other),
-                                         {directory.Path(L"none"), localLow},
-                                         {other + L"\\file", localLow},
-                                         {L"", localLow}}) {
-        const std::wstring text = L"\xFEFF[User]\r\nPATH = " + path + L"\r\n";
-        directory.Write(L"TarvoPY\\env.ini", std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2));
+    constexpr std::size_t kSmall = 1000, kLargest = 65536;
+    for (const auto& [path, bytes, expected] : {std::tuple(other, kSmall, other),
+                                                {directory.Path(L"none"), kSmall, localLow},
+                                                {other + L"\\file", kSmall, localLow},
+                                                {L"", kSmall, localLow},
+                                                {other, kLargest, other},
+                                                {other, kLargest + 1, localLow}}) {
+        const std::wstring text = L"\xFEFF[User]\r\nPATH = " + path + L"\r\n#";
+        std::string stored(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+        stored.resize(bytes, ' ');
+        directory.Write(L"TarvoPY\\env.ini", stored);
         t_runtime each;
         EXPECT_TRUE(Initialise(each)) << Entries(errors);
         EXPECT_EQ(expected, each.UserPath());

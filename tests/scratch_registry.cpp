@@ -6,6 +6,7 @@
 #include <map>
 
 #include "base/str.h"
+#include "base/system_function.h"
 
 namespace {
 
@@ -95,6 +96,31 @@ t_keyHandle MakeKey(HKEY root, const std::wstring& path)
     EXPECT_EQ(ERROR_SUCCESS,
               RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Put(), nullptr));
     return key;
+}
+
+t_scratchLink::t_scratchLink(HKEY root, const std::wstring& path, HKEY target)
+{
+    // The target's full name: a number of bytes, and the text.
+    struct
+    {
+        ULONG bytes;
+        wchar_t text[512];
+    } name{};
+    ULONG size = 0;
+    using t_queryKey = LONG(NTAPI*)(HKEY, int, void*, ULONG, ULONG*);
+    EXPECT_EQ(0, FindSystemFunction<t_queryKey>(L"ntdll.dll", "NtQueryKey")(target, 3, &name, sizeof(name), &size));
+    MakeKey(root, path.substr(0, path.find_last_of(L'\\') + 1)); // or it would be volatile too
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK | REG_OPTION_VOLATILE,
+                              KEY_ALL_ACCESS, nullptr, link.Put(), nullptr));
+    EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(link.Get(), L"SymbolicLinkValue", 0, REG_LINK,
+                                            reinterpret_cast<const BYTE*>(name.text), name.bytes));
+}
+
+t_scratchLink::~t_scratchLink()
+{
+    // By its handle: RegDeleteKeyW may follow the link.
+    EXPECT_EQ(0, FindSystemFunction<LONG(NTAPI*)(HKEY)>(L"ntdll.dll", "NtDeleteKey")(link.Get()));
 }
 
 bool KeyExists(HKEY root, const std::wstring& path)

@@ -27,6 +27,19 @@ private:
 // Opens a key for all access, creating it when it is missing. A failure is a test failure and gives a null owner.
 t_keyHandle MakeKey(HKEY root, const std::wstring& path);
 
+// A volatile symbolic link from one key's name to another key, for the life of a scope.
+class t_scratchLink
+{
+public:
+    t_scratchLink(HKEY root, const std::wstring& path, HKEY target);
+    ~t_scratchLink();
+    t_scratchLink(const t_scratchLink&) = delete;
+    t_scratchLink& operator=(const t_scratchLink&) = delete;
+
+private:
+    t_keyHandle link;
+};
+
 bool KeyExists(HKEY root, const std::wstring& path);
 
 // Writes raw bytes, or a text with its terminator.

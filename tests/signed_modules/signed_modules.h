@@ -4,10 +4,13 @@
 
 #include <wincrypt.h>
 
+#include <gtest/gtest.h>
+
 #include <fstream>
 #include <iterator>
 
 #include "base/module_path.h"
+#include "tests/import_patch.h"
 #include "tests/scratch_registry.h"
 
 // Full path of a file in the folder of the signed modules, where tests may write their own too.
@@ -19,21 +22,45 @@ inline std::wstring SignedModule(const std::wstring& name)
     return path + L"\\signed_modules\\signed\\" + name;
 }
 
-// Makes the throw-away authority a trusted one for the life of a test: the current user's root certificates lie in the
-// scratch registry.
+// Makes the throw-away authority a trusted one for the life of a test. The current user's root certificates lie in the
+// scratch registry; the machine's are left alone, and the product is given a store in memory in their place.
 class t_trustScope
 {
 public:
-    t_trustScope()
+    //   ofMachine  whether the machine trusts it too, and not only the user
+    explicit t_trustScope(bool ofMachine = true)
+        : lookup("GetProcAddress", [this, ofMachine](HMODULE module, LPCSTR name) {
+              return ofMachine && std::string_view(name) == "CertOpenStore"
+                         ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&OpenMachineRoots))
+                         : lookup.Original(module, name);
+          })
     {
-        std::ifstream file(SignedModule(L"trusted.der").c_str(), std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-        const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"Root");
-        CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()),
-                                         static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, nullptr);
-        CertCloseStore(store, 0);
+        CertCloseStore(
+            AddAuthority(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"Root")), 0);
     }
 
 private:
+    static HCERTSTORE AddAuthority(HCERTSTORE store)
+    {
+        std::ifstream file(SignedModule(L"trusted.der").c_str(), std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+        EXPECT_TRUE(CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING,
+                                                     reinterpret_cast<const BYTE*>(bytes.data()),
+                                                     static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, nullptr));
+        return store;
+    }
+
+    static HCERTSTORE WINAPI OpenMachineRoots(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGACY cryptProvider,
+                                              DWORD flags, const void* name)
+    {
+        EXPECT_EQ(flags & CERT_SYSTEM_STORE_LOCATION_MASK, CERT_SYSTEM_STORE_LOCAL_MACHINE);
+        EXPECT_STREQ(static_cast<const wchar_t*>(name), L"Root");
+        const HCERTSTORE real = CertOpenStore(provider, encoding, cryptProvider, flags, name);
+        EXPECT_NE(real, nullptr);
+        CertCloseStore(real, 0);
+        return AddAuthority(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    }
+
     t_scratchRegistry registry{HKEY_CURRENT_USER};
+    ImmImportPatch<decltype(&GetProcAddress), 1> lookup;
 };

@@ -1,0 +1,60 @@
+#include <windows.h>
+
+#include <cstdio>
+
+#include "base/handles.h"
+#include "diag/system_error.h"
+#include "report/gather.h"
+#include "report/json.h"
+#include "report/options.h"
+#include "report/output.h"
+#include "report/text.h"
+#include "report/utf8.h"
+
+namespace {
+
+constexpr int kNothingFound = 0, kFound = 1, kCannotRun = 2;
+
+constexpr char kUsage[] = "TarvoReport.exe [--json] [--output FILE] [--help]\n"
+                          "\n"
+                          "Shows what is registered of the Tarvo input method on this machine, and what is wrong with\n"
+                          "it. Only reads; as an administrator it sees more.\n"
+                          "\n"
+                          "  --json         as JSON instead of text\n"
+                          "  --output FILE  into a file, which is replaced, instead of the standard output\n"
+                          "  --help         this text\n"
+                          "\n"
+                          "The exit status is 0 without findings, 1 with, 2 when the report could not be made.\n";
+
+int Fail(const t_str& text)
+{
+    n_report::WriteToStandard(STD_ERROR_HANDLE, n_report::ToUtf8(L"TarvoReport: " + text + L"\n"));
+    return kCannotRun;
+}
+
+} // namespace
+
+int wmain(int argumentCount, wchar_t** arguments)
+{
+    using namespace n_report;
+
+    SetDllDirectoryW(L""); // keeps the current folder out of every later search for a library
+    t_options options;
+    t_str problem;
+    if (!ParseOptions({arguments + 1, static_cast<std::size_t>(argumentCount > 0 ? argumentCount - 1 : 0)}, options,
+                      problem)) {
+        return Fail(problem);
+    }
+    if (options.help) {
+        return WriteToStandard(STD_OUTPUT_HANDLE, kUsage) ? kNothingFound : kCannotRun;
+    }
+    const t_report report = GatherReport();
+    const std::string bytes = options.json ? RenderJson(report) : ToUtf8(RenderText(report));
+    if (options.output.empty() ? !WriteToStandard(STD_OUTPUT_HANDLE, bytes)
+                               : !WriteToFile(options.output.c_str(), bytes)) {
+        t_str text = options.output.empty() ? t_str() : options.output + L": ";
+        AppendSystemError(text, GetLastError());
+        return Fail(text);
+    }
+    return report.findings.empty() ? kNothingFound : kFound;
+}

@@ -1,0 +1,77 @@
+#include "report/output.h"
+
+#include <algorithm>
+#include <string>
+
+#include "base/handles.h"
+
+namespace n_report {
+
+namespace {
+
+constexpr std::size_t kChunk = 8192; // consoles before Windows 8 refuse more than 64 KB in one call
+
+std::string WithLineEnds(std::string_view text)
+{
+    std::string lines;
+    lines.reserve(text.size() + text.size() / 16);
+    for (const char byte : text) {
+        byte == '\n' ? lines.append("\r\n") : lines.append(1, byte);
+    }
+    return lines;
+}
+
+bool WriteBytes(HANDLE file, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        DWORD written = 0;
+        const auto chunk = static_cast<DWORD>(std::min(bytes.size(), kChunk));
+        if (!WriteFile(file, bytes.data(), chunk, &written, nullptr)) {
+            return false;
+        }
+        if (written == 0) {
+            SetLastError(ERROR_DISK_FULL);
+            return false;
+        }
+        bytes.remove_prefix(written);
+    }
+    return true;
+}
+
+bool WriteCharacters(HANDLE console, std::string_view bytes)
+{
+    std::wstring units(bytes.size(), L'\0');
+    units.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                                              units.data(), static_cast<int>(units.size()))));
+    for (std::size_t at = 0; at < units.size();) {
+        std::size_t length = std::min(units.size() - at, kChunk);
+        if (IS_HIGH_SURROGATE(units[at + length - 1]) && length > 1) {
+            --length; // both halves of a character go together
+        }
+        DWORD written = 0;
+        if (!WriteConsoleW(console, units.data() + at, static_cast<DWORD>(length), &written, nullptr) || written == 0) {
+            return false;
+        }
+        at += written;
+    }
+    return true;
+}
+
+} // namespace
+
+bool WriteToStandard(DWORD stream, std::string_view text)
+{
+    const HANDLE target = GetStdHandle(stream);
+    const std::string lines = WithLineEnds(text);
+    DWORD mode = 0;
+    return GetConsoleMode(target, &mode) ? WriteCharacters(target, lines) : WriteBytes(target, lines);
+}
+
+bool WriteToFile(const wchar_t* path, std::string_view text)
+{
+    const t_handle file =
+        MakeFileHandle(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file && WriteBytes(file.Get(), WithLineEnds(text));
+}
+
+} // namespace n_report

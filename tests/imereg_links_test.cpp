@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "catalogue/hkl_manager.h"
+#include "imereg/preload.h"
+#include "tests/fake_os_version.h"
+#include "tests/scratch_registry.h"
+
+// Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
+
+namespace {
+
+constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
+constexpr wchar_t kSortList[] = L"SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{34745C63}";
+constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
+constexpr DWORD kListed = 0xE0200804, kNew = 0xE0210804;
+
+// A hive with everything that the program changes.
+void WriteHive(HKEY root)
+{
+    WriteText(root, kPreload, L"1", FormatStr(L"%08X", kListed));
+    WriteRaw(root, std::wstring(kSortList) + L"\\00000000", L"KeyboardLayout", REG_DWORD, &kListed, sizeof(kListed));
+    WriteText(root, kHidden, L"1", L"");
+}
+
+void ChangeEverything(HKEY hive)
+{
+    AddToPreload(kNew, hive, L"x", false);
+    RemoveFromPreload(kListed, hive);
+    WritePreloadMap(hive, {{1, kNew}});
+    t_errorChain errors;
+    t_hklManager_InstallWrap().UnhideLayout(errors, t_hkl{});
+}
+
+} // namespace
+
+TEST(Links, NothingChangesWhereTheyLead)
+{
+    std::vector<std::wstring> links = {L"Keyboard Layout", kPreload, kHidden, kSortList};
+    while (links.back() != L"SoftWare") {
+        links.push_back(links.back().substr(0, links.back().rfind(L'\\')));
+    }
+    // Where the new item goes: behind two, of which this is one.
+    links.push_back(std::wstring(kSortList) + L"\\00000002");
+    for (const std::wstring& link : links) {
+        const t_scratchRegistry registry;
+        const t_fakeOsVersion os(6, 1);
+        const t_keyHandle elsewhere = MakeKey(HKEY_LOCAL_MACHINE, L"hive");
+        WriteHive(elsewhere.Get());
+        const t_keyHandle target = MakeKey(elsewhere.Get(), link);
+        const std::wstring before = DumpKey(elsewhere.Get(), L"");
+        {
+            const t_scratchLink planted(HKEY_CURRENT_USER, link, target.Get());
+            WriteHive(HKEY_CURRENT_USER);
+            ChangeEverything(HKEY_CURRENT_USER);
+        }
+        EXPECT_EQ(before, DumpKey(elsewhere.Get(), L"")) << link;
+    }
+}
+
+// The moments in which whoever watches the list can put a link in its place: to a list that would be deleted, or to a
+// key that would be made.
+TEST(Links, NothingChangesWhereALaterOneLeads)
+{
+    for (void (*const change)(HKEY) :
+         {+[](HKEY hive) { EXPECT_NE(ERROR_SUCCESS, AddToPreload(kNew, hive, L"x", false)); },
+          +[](HKEY hive) { RemoveFromPreload(kListed, hive); }}) {
+        for (const bool beforeDeleting : {true, false}) {
+            const t_scratchRegistry registry;
+            WriteHive(HKEY_CURRENT_USER);
+            WriteHive(HKEY_LOCAL_MACHINE);
+            const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
+            std::optional<t_scratchLink> planted;
+            ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+                if (beforeDeleting) {
+                    remove.Original(HKEY_CURRENT_USER, kPreload);
+                    planted.emplace(HKEY_CURRENT_USER, kPreload, MakeKey(HKEY_LOCAL_MACHINE, kPreload).Get());
+                    return remove.Original(key, name);
+                }
+                const LSTATUS result = remove.Original(key, name);
+                planted.emplace(HKEY_CURRENT_USER, kPreload, MakeKey(HKEY_LOCAL_MACHINE, L"new").Get());
+                remove.Original(HKEY_LOCAL_MACHINE, L"new");
+                return result;
+            });
+            change(HKEY_CURRENT_USER);
+            EXPECT_EQ(1, remove.calls);
+            EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L"")) << beforeDeleting;
+        }
+    }
+}
+
+TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
+{
+    const t_scratchRegistry registry;
+    WriteHive(HKEY_CURRENT_USER);
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
+        "RegCreateKeyExW", [&](HKEY key, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options, auto... arguments) {
+            return (options & REG_OPTION_OPEN_LINK) != 0
+                       ? LSTATUS{ERROR_INVALID_PARAMETER}
+                       : create.Original(key, name, reserved, type, options, arguments...);
+        });
+    EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
+    EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
+}

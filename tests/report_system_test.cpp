@@ -1,0 +1,268 @@
+// The services that the report asks the system through.
+#include <gtest/gtest.h>
+
+#include "base/default_browser.h"
+#include "base/hook_check.h"
+#include "base/loaded_modules.h"
+#include "base/module_path.h"
+#include "base/mutex.h"
+#include "base/pending_files.h"
+#include "base/session.h"
+#include "diag/error_list.h"
+#include "diag/error_list_peek.h"
+#include "tests/chain_entries.h"
+#include "tests/import_patch.h"
+#include "tests/scratch_directory.h"
+#include "tests/scratch_registry.h"
+
+namespace {
+
+struct ReportSystem : testing::Test
+{
+    // The operations queued for a path, "source>target" or "source!target" each.
+    std::wstring Pending(const std::wstring& path)
+    {
+        t_pendingOperations operations;
+        EXPECT_TRUE(ListPendingOperations(errors, operations)) << Entries(errors);
+        std::wstring text;
+        for (const t_pendingOperation& operation : operations) {
+            if (ConcernsPath(operation, path)) {
+                text += operation.source + (operation.replaces ? L"!" : L">") + operation.target + L" ";
+            }
+        }
+        return text;
+    }
+
+    t_errorChain errors;
+};
+
+std::wstring Joined(const itl::ImmSimpleArray<t_str>& texts)
+{
+    std::wstring joined;
+    for (const t_str& text : texts) {
+        joined += text + L";";
+    }
+    return joined;
+}
+
+// A library of the system's under another name, loaded for the life of a scope.
+struct t_loadedCopy
+{
+    explicit t_loadedCopy(const t_scratchDirectory& folder) : path(folder.Path(L"Tarvo Copy.ime"))
+    {
+        CopyFileW(L"C:\\windows\\system32\\version.dll", path.c_str(), FALSE);
+        library.Reset(LoadLibraryW(path.c_str()));
+        EXPECT_TRUE(library);
+    }
+
+    std::wstring path;
+    t_library library;
+};
+
+constexpr wchar_t kChoice[] = L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\http\\UserChoice";
+constexpr wchar_t kMachine[] = L"SOFTWARE\\Clients\\StartMenuInternet";
+
+} // namespace
+
+TEST_F(ReportSystem, QueuesListsAndTakesBackOperations)
+{
+    const t_scratchDirectory folder;
+    const std::wstring path = folder.Path(), old = folder.Path(L"old.ime"), made = folder.Path(L"new.ime");
+    folder.Write(L"old.ime", "x");
+    folder.Write(L"new.ime", "x");
+    ASSERT_EQ(L"", Pending(path));
+    EXPECT_TRUE(QueueDeletion(errors, old.c_str())) << Entries(errors);
+    EXPECT_TRUE(QueueReplacement(errors, made.c_str(), old.c_str())) << Entries(errors);
+    EXPECT_EQ(old + L"> " + made + L"!" + old + L" ", Pending(path));
+
+    std::size_t removed = 0;
+    EXPECT_TRUE(TakeBackPendingOperations(errors, made, removed)) << Entries(errors);
+    EXPECT_EQ(1u, removed);
+    EXPECT_EQ(old + L"> ", Pending(path));
+    EXPECT_TRUE(TakeBackPendingOperations(errors, path, removed));
+    EXPECT_TRUE(TakeBackPendingOperations(errors, path, removed));
+    EXPECT_EQ(0u, removed);
+    EXPECT_EQ(L"", Pending(path));
+    EXPECT_TRUE(errors.IsEmpty()) << Entries(errors);
+
+    ImmImportPatch<decltype(&MoveFileExW)> refused("MoveFileExW", [](LPCWSTR, LPCWSTR, DWORD) -> WINBOOL {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    });
+    EXPECT_FALSE(QueueDeletion(errors, L"C:\\x"));
+    EXPECT_EQ(L"系统错误5|无法登记重启后的文件操作：C:\\x", Entries(errors));
+}
+
+TEST_F(ReportSystem, ReadsAndRewritesWhateverIsStoredAsPendingList)
+{
+    const t_scratchRegistry scratch;
+    constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+    constexpr wchar_t kValue[] = L"PendingFileRenameOperations";
+    t_pendingOperations operations(1);
+    EXPECT_FALSE(ListPendingOperations(errors, operations)); // no key
+    EXPECT_TRUE(operations.empty());
+    errors.Clear();
+    MakeKey(HKEY_LOCAL_MACHINE, kKey);
+    EXPECT_EQ(L"", Pending(L"C:\\a"));
+    WriteRaw(HKEY_LOCAL_MACHINE, kKey, kValue, REG_MULTI_SZ, L"", 0);
+    EXPECT_EQ(L"", Pending(L"C:\\a"));
+    WriteRaw(HKEY_LOCAL_MACHINE, kKey, kValue, REG_MULTI_SZ, L"\\??\\C:\\a\0", 19); // half a unit at the end
+    EXPECT_EQ(L"C:\\a> ", Pending(L"C:\\a"));
+    std::size_t removed = 0;
+    EXPECT_TRUE(TakeBackPendingOperations(errors, L"C:\\a", removed));
+    EXPECT_EQ(L"[]\n", DumpKey(HKEY_LOCAL_MACHINE, kKey)); // no empty list is left
+    WriteText(HKEY_LOCAL_MACHINE, kKey, kValue, L"text");
+    EXPECT_FALSE(ListPendingOperations(errors, operations));
+}
+
+TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
+{
+    const t_scratchRegistry scratch;
+    const auto find = [this] {
+        errors.Clear();
+        t_defaultBrowser browser;
+        return FindDefaultBrowser(errors, browser)
+                   ? FormatStr(L"%d %s|%s", static_cast<int>(browser.source), browser.command.program.c_str(),
+                               browser.command.arguments.c_str())
+                   : t_str(L"none");
+    };
+    EXPECT_EQ(L"none", find());
+    EXPECT_TRUE(Entries(errors).ends_with(L"|找不到默认浏览器")) << Entries(errors);
+    WriteText(HKEY_LOCAL_MACHINE, kMachine, L"", L"Machine");
+    WriteText(HKEY_LOCAL_MACHINE, kMachine + std::wstring(L"\\Machine\\shell\\open\\command"), L"", L"C:\\m.exe");
+    EXPECT_EQ(L"2 C:\\m.exe|", find());
+    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"\"C:\\h.exe\" \"%1\"");
+    EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find());
+    WriteText(HKEY_CURRENT_USER, kChoice, L"ProgId", L"Chosen");
+    EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find()); // a class without a command
+    constexpr wchar_t kCommand[] = L"%SystemRoot%\\system32\\reg.exe -u %1";
+    WriteRaw(HKEY_CLASSES_ROOT, L"Chosen\\shell\\open\\command", L"", REG_EXPAND_SZ, kCommand, sizeof(kCommand));
+    EXPECT_EQ(L"0 C:\\windows\\system32\\reg.exe|-u %1", find());
+    for (const wchar_t* const hostile : {L"", L"..\\Chosen", L"Chosen\\shell"}) {
+        WriteText(HKEY_CURRENT_USER, kChoice, L"ProgId", hostile);
+        EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find()) << hostile;
+    }
+    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"\\\\server\\h.exe");
+    EXPECT_EQ(L"2 C:\\m.exe|", find());
+    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"C:\\" + std::wstring(3000, L'x'));
+    EXPECT_EQ(L"2 C:\\m.exe|", find());
+}
+
+TEST_F(ReportSystem, ListsTheProgramsThatHoldALibrary)
+{
+    const t_scratchDirectory folder;
+    t_loadedCopy copy(folder);
+    const auto find = [this](const std::wstring& path) {
+        itl::ImmSimpleArray<t_program> programs;
+        std::size_t unseen = 0;
+        EXPECT_TRUE(FindProgramsHolding(errors, t_path(t_str(path)), programs, unseen)) << Entries(errors);
+        t_str text;
+        for (const t_program& program : programs) {
+            text << program.processId << L" " << program.name << L";";
+        }
+        return text;
+    };
+    t_path self;
+    ReadModulePath(nullptr, self);
+    const t_str expected = FormatStr(L"%u %s;", GetCurrentProcessId(), std::wstring(FileNamePart(self)).c_str());
+    EXPECT_EQ(expected, find(copy.path));
+    CharUpperW(copy.path.data());
+    EXPECT_EQ(expected, find(copy.path));
+    EXPECT_EQ(L"", find(copy.path + L"x"));
+    copy.library.Reset();
+    EXPECT_EQ(L"", find(copy.path));
+}
+
+TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
+{
+    t_session session;
+    ASSERT_TRUE(ReadCurrentSession(errors, session)) << Entries(errors);
+    wchar_t name[100] = {};
+    GetEnvironmentVariableW(L"USERNAME", name, 100);
+    EXPECT_EQ(name, std::wstring(FileNamePart(session.user)));
+    EXPECT_TRUE(KeyExists(HKEY_USERS, session.userSid));
+    EXPECT_TRUE(IsProcessElevated());
+    std::uint32_t level = 0;
+    EXPECT_TRUE(ReadIntegrityLevel(level));
+    EXPECT_EQ(0x3000u, level);
+
+    ImmImportPatch<decltype(&LookupAccountNameW)> unknown(
+        "LookupAccountNameW",
+        [&](LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD size, LPWSTR domain, LPDWORD domainSize,
+            PSID_NAME_USE use) -> WINBOOL {
+            const bool bare = std::wcschr(account, L'\\') == nullptr;
+            return bare && unknown.Original(system, account, sid, size, domain, domainSize, use);
+        });
+    EXPECT_TRUE(ReadCurrentSession(errors, session)); // by the bare name
+    EXPECT_EQ(name, session.user);
+}
+
+TEST_F(ReportSystem, FindsCodeThatIsNotTheFiles)
+{
+    const t_scratchDirectory folder;
+    t_loadedCopy copy(folder);
+    const wchar_t* const name = FileNamePart(copy.path).data();
+    const t_systemFunction functions[] = {
+        {name, "VerQueryValueW"}, {name, "GetFileVersionInfoW"}, {name, "NoSuchFunction"}, {L"none.dll", "X"}};
+    const auto check = [&] {
+        const t_hookCheck result = CheckForHooks(functions);
+        return Joined(result.differing) + (result.unchecked.empty() ? L"" : L"?" + Joined(result.unchecked));
+    };
+    EXPECT_EQ(L"", check());
+    auto* const code =
+        reinterpret_cast<BYTE*>(reinterpret_cast<void*>(GetProcAddress(copy.library.Get(), functions[0].name)));
+    DWORD protection = 0;
+    ASSERT_TRUE(VirtualProtect(code, 1, PAGE_EXECUTE_READWRITE, &protection));
+    *code = static_cast<BYTE>(*code ^ 0xFF);
+    EXPECT_EQ(L"Tarvo Copy.ime!VerQueryValueW;", check());
+    *code = static_cast<BYTE>(*code ^ 0xFF);
+    EXPECT_EQ(L"", check());
+
+    // Found elsewhere than the file says.
+    ImmImportPatch<decltype(&GetProcAddress)> elsewhere("GetProcAddress", [](HMODULE, LPCSTR) {
+        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&GetTickCount));
+    });
+    EXPECT_EQ(L"Tarvo Copy.ime!VerQueryValueW;Tarvo Copy.ime!GetFileVersionInfoW;", check());
+}
+
+TEST_F(ReportSystem, ComparesTheSelectedFunctions)
+{
+    const t_hookCheck result = CheckForHooks(SelectedSystemFunctions());
+    EXPECT_EQ(0u, result.differing.size()) << Joined(result.differing);
+    EXPECT_EQ(0u, result.unchecked.size()) << Joined(result.unchecked);
+}
+
+TEST_F(ReportSystem, LooksAtTheErrorListWithoutTakingEntries)
+{
+    const auto peek = [this] {
+        itl::ImmSimpleArray<t_postedError> entries;
+        errors.Clear();
+        std::wstring text = PeekErrorList(errors, entries) ? L"" : L"failed ";
+        for (const t_postedError& entry : entries) {
+            text += entry.text + (entry.flag ? L"!" : L"") + L";";
+        }
+        return text;
+    };
+    EXPECT_EQ(L"", peek());
+    EXPECT_EQ(nullptr, OpenFileMappingW(FILE_MAP_READ, FALSE, L"Local\\TVSM_ErrorList")); // still none
+    EXPECT_EQ(nullptr, OpenMutexW(SYNCHRONIZE, FALSE, L"Local\\tvpy_mutex_error_list"));
+
+    t_errorList list;
+    t_str text;
+    bool flag = false;
+    ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+    EXPECT_TRUE(list.Add(errors, L"旧", false));
+    EXPECT_TRUE(list.ReadNext(errors, text, flag));
+    for (const auto& [posted, postedFlag] : {std::pair{L"一", true}, {L"", true}, {L"二", false}}) {
+        EXPECT_TRUE(list.Add(errors, posted, postedFlag));
+    }
+    EXPECT_EQ(L"一!;!;二;", peek());
+    EXPECT_EQ(L"一!;!;二;", peek());
+    EXPECT_TRUE(list.ReadNext(errors, text, flag));
+    EXPECT_EQ(L"!;二;", peek());
+
+    ImmImportPatch<decltype(&WaitForSingleObject)> held("WaitForSingleObject",
+                                                        [](HANDLE, DWORD) -> DWORD { return WAIT_TIMEOUT; });
+    EXPECT_EQ(L"failed ", peek());
+    EXPECT_EQ(L"系统错误1460|无法读取消息缓存", Entries(errors));
+}
