@@ -6,7 +6,6 @@
 
 #include "base/ascii_case.h"
 #include "base/file_version.h"
-#include "diag/system_error.h"
 #include "launch/code_signature.h"
 #include "launch/digest.h"
 #include "launch/maker_identity.h"
@@ -52,8 +51,7 @@ void ReadSigner(const t_path& path, t_file& file)
         file.genuine = signer == kMakerIdentity.name;
         file.verification = FormatStr(L"signed by \"%s\"%s", signer.c_str(), file.genuine ? L"" : L", not the maker");
     } else {
-        file.verification = L"no valid signature, ";
-        AppendSystemError(file.verification, static_cast<DWORD>(status));
+        file.verification = DescribeSystemError(L"no valid signature", static_cast<DWORD>(status));
     }
     if (!file.genuine && IsListed(held)) {
         file.genuine = true;
