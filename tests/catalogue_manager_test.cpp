@@ -197,7 +197,9 @@ TEST_F(Catalogue, OpensForWritingOnlyWhatItWrites)
             return open.Original(root, key, options, access, result);
         });
     ImmImportPatch<decltype(&RegCreateKeyExW)> create("RegCreateKeyExW", [&](HKEY root, LPCWSTR key, auto... rest) {
-        record(L"create ", key, std::get<3>(std::tuple(rest...)));
+        if (*key != L'\0') { // else a new handle is made, and no key
+            record(L"create ", key, std::get<3>(std::tuple(rest...)));
+        }
         return create.Original(root, key, rest...);
     });
     EXPECT_EQ(L"f0010409 10409 409 a:1, 0 e0200804 804, f0010409 10409 409 a:2", List(manager));
