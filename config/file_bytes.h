@@ -16,9 +16,9 @@ inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 // Reads an open file of at most kMaxFileBytes from its beginning to its end. Somebody who changes its length meanwhile
 // gives ERROR_SHARING_VIOLATION. Memory that cannot be had raises std::bad_alloc. Behind it: GetFileSizeEx, ReadFile.
 //   bytes  receives the content
-DWORD ReadBytes(HANDLE file, std::string& bytes);
+[[nodiscard]] DWORD ReadBytes(HANDLE file, std::string& bytes);
 
 // Writes bytes at the file's position. Behind it: WriteFile.
-DWORD WriteBytes(HANDLE file, std::string_view bytes);
+[[nodiscard]] DWORD WriteBytes(HANDLE file, std::string_view bytes);
 
 } // namespace n_config
