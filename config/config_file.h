@@ -42,7 +42,7 @@ public:
     // refuses, or the system error and "保存ini文件失败:" with the path; behind them, when the old content could not be
     // put back, "旧内容保存在:" with the path of the file that keeps it. Behind it: CreateFileW, WriteFile,
     // MoveFileExW.
-    bool Save(t_errorChain& errors, const wchar_t* path);
+    [[nodiscard]] bool Save(t_errorChain& errors, const wchar_t* path);
 
     t_configText& Text() { return text; }
     const t_configText& Text() const { return text; }

@@ -15,7 +15,7 @@ namespace n_config {
 //   maxBytes  a larger file fails
 // On failure appends the system error and "无法打开ini文件", "无法读取ini文件" or "无法读取ini文件:分配内存失败".
 // Behind it: CreateFileW, GetFileSizeEx, ReadFile.
-bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes);
+[[nodiscard]] bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes);
 
 // What becomes of the content that a file has.
 enum class t_oldContent
@@ -40,6 +40,7 @@ enum class t_oldContent
 // On failure appends the system error and "保存ini文件失败:" with the path; behind them, when the old content could not
 // be put back either, "旧内容保存在:" with the path of the file that keeps it. Behind it: SetFileAttributesW,
 // CreateFileW, WriteFile, FlushFileBuffers, MoveFileExW, GetTempPathW, SetEndOfFile.
-bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes, t_oldContent old);
+[[nodiscard]] bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes,
+                                     t_oldContent old);
 
 } // namespace n_config
