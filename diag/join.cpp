@@ -9,7 +9,7 @@ constexpr int kLeadingEntries = 9;
 
 } // namespace
 
-void JoinLines(t_errorChain& chain, std::span<wchar_t> buffer, const wchar_t* processName)
+void JoinLinesNaming(t_errorChain& chain, std::span<wchar_t> buffer, const wchar_t* processName)
 {
     chain.ClearFailed();
     std::size_t used = 0;

@@ -47,7 +47,7 @@ void JoinLines(t_errorChain& chain, std::span<wchar_t> buffer, bool withProcessN
         ReadModulePath(nullptr, program);
     }
     const std::wstring name(FileNamePart(program));
-    JoinLines(chain, buffer, withProcessName ? name.c_str() : nullptr);
+    JoinLinesNaming(chain, buffer, withProcessName ? name.c_str() : nullptr);
 }
 
 void ShowMessageBox(t_errorChain& chain)

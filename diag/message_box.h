@@ -14,6 +14,9 @@ inline constexpr wchar_t kErrorCaption[] = L"塔沃输入法错误报告";
 //   withProcessName  whether the program's file name is added (GetModuleFileNameW)
 void JoinLines(t_errorChain& chain, std::span<wchar_t> buffer, bool withProcessName);
 
+// A pointer, such as a literal, would be taken for a set flag.
+void JoinLines(t_errorChain& chain, std::span<wchar_t> buffer, const void* notAFlag) = delete;
+
 // Shows the chain in a message box without an owner and returns when the user has closed it. An empty chain shows
 // nothing. Behind it: MessageBoxW.
 void ShowMessageBox(t_errorChain& chain);
@@ -23,3 +26,4 @@ void ShowMessageBox(t_errorChain& chain);
 //   owner    window that owns the box; may be null
 //   caption  cut to 1,023 characters; null means kErrorCaption
 void ShowMessageBoxAsync(t_errorChain& chain, HWND owner, const wchar_t* caption, bool withProcessName);
+void ShowMessageBoxAsync(t_errorChain& chain, HWND owner, const wchar_t* caption, const void* notAFlag) = delete;

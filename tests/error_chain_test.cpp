@@ -10,7 +10,7 @@ namespace {
 std::wstring Joined(t_errorChain& chain, const wchar_t* processName, std::size_t units = kMessageTextUnits)
 {
     std::vector<wchar_t> buffer(units, L'#');
-    JoinLines(chain, buffer, processName);
+    JoinLinesNaming(chain, buffer, processName);
     return buffer.data();
 }
 

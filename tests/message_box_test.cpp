@@ -30,6 +30,18 @@ struct t_shownBox
                                                  }};
 };
 
+template <class Flag>
+constexpr bool joins = requires(t_errorChain& chain, std::span<wchar_t> buffer, Flag flag)
+{
+    JoinLines(chain, buffer, flag);
+};
+template <class Flag>
+constexpr bool shows = requires(t_errorChain& chain, Flag flag)
+{
+    ShowMessageBoxAsync(chain, nullptr, nullptr, flag);
+};
+static_assert(joins<bool> && !joins<const wchar_t*> && shows<bool> && !shows<const wchar_t*>);
+
 } // namespace
 
 TEST(MessageBox, ShowsTheJoinedChain)

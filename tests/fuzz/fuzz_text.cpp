@@ -44,7 +44,7 @@ void CheckJoins(const std::vector<t_str>& entries, std::size_t bufferUnits)
         tabbed += entries[i] + (last ? L"" : L"\t");
     }
     std::vector<wchar_t> buffer(bufferUnits); // no unit more, so that a write behind it is found
-    JoinLines(chain, buffer, nullptr);
+    JoinLinesNaming(chain, buffer, nullptr);
     Check(lines.substr(0, bufferUnits - 1) == buffer.data());
     t_str line;
     JoinTabbed(chain, line, L"x.exe");
