@@ -187,11 +187,12 @@ TEST_F(ConfigFile, SavesOverNothingThatItCouldNotRead)
     EXPECT_TRUE(file.Save(errors, sameFile.c_str()));
 
     DeleteFileW(path.c_str());
-    for (const auto& [code, saved] : {std::pair{ERROR_ACCESS_DENIED, false}, {ERROR_FILE_NOT_FOUND, true}}) {
-        ImmImportPatch<decltype(&GetFileAttributesW)> attributes(
-            "GetFileAttributesW", [&](auto) { return SetLastError(code), INVALID_FILE_ATTRIBUTES; });
+    for (const bool missing : {false, true}) {
+        ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](auto) {
+            return SetLastError(missing ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED), INVALID_FILE_ATTRIBUTES;
+        });
         EXPECT_FALSE(file.Load(errors, path.c_str()));
-        EXPECT_EQ(saved, file.Save(errors, path.c_str())) << "what may be there is saved over";
+        EXPECT_EQ(missing, file.Save(errors, path.c_str())) << "what may be there is saved over";
     }
 }
 
