@@ -235,7 +235,7 @@ t_report Full()
     report.lists.hives[0].hidden = {Entry(L"1", 0xE0200804, kPy)};
     report.lists.hives[1].unseen = {L"HKEY_USERS\\.DEFAULT: 系统错误5"};
     report.messages.unread = {{L"错误\t一", true}};
-    report.messages.logs = {{L"C:\\error.log", {L"第一行", L"第二行"}}};
+    report.messages.logs = {{L"C:\\error.log", {L"第一行", L"第二\x9F行"}}};
     report.findings = Judge(report);
     return report;
 }
@@ -304,7 +304,7 @@ Messages
     (flagged) 错误�一
   C:\error.log
     第一行
-    第二行
+    第二�行
 
 Findings: 8
   text-service-too-early: The text service of TarvoTSF.ime is registered, which only Windows 8 and later use.
