@@ -101,6 +101,7 @@ TEST_F(ReportGather, NamesTheLayoutsOfTheCatalogue)
     write(L"00000804", L"Description", L"描述");
     write(L"00000804", L"Layout Text", L"文字");
     write(L"E0200804", L"Ime File", L"TarvoPY.ime");
+    write(L"E0200804", L"Layout Display Name", self + L",-5000"); // no indirect string without its mark
     WriteRaw(HKEY_LOCAL_MACHINE, kLayouts + L"E0200804", L"Layout Text", REG_EXPAND_SZ, L"塔沃x", 4);
     const std::wstring profile =
         L"SoftWare\\Microsoft\\CTF\\TIP\\" + kService + L"\\LanguageProfile\\0x00000804\\" + kProfile;
