@@ -67,16 +67,17 @@ bool ParseAndDispatch(t_errorChain& errors, wchar_t** arguments, int argumentCou
     switch (*mode) {
     case t_actionMode::Install:
         Install();
-        break;
+        return true;
     case t_actionMode::Uninstall:
         Uninstall();
-        break;
+        return true;
     case t_actionMode::Debug:
         TakeOutOfPreload();
-        break;
-    default:
-        InstallWithOlderText();
-        break;
+        return true;
+    case t_actionMode::Copy:
+    case t_actionMode::Delete:
+        break; // as any number that is no mode
     }
+    InstallWithOlderText();
     return true;
 }

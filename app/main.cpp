@@ -5,8 +5,8 @@
 #include <stdlib.h>
 
 #include "app/dispatcher.h"
-#include "app/library_search.h"
 #include "base/handles.h"
+#include "base/library_search.h"
 #include "diag/message_box.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)

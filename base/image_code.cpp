@@ -15,6 +15,7 @@ constexpr std::size_t kPreferredAddressField = 24;
 constexpr std::size_t kDirectoryCountField = 108;
 constexpr std::size_t kDirectories = 112;
 constexpr std::size_t kSectionBytes = 40;
+constexpr std::size_t kMaxSections = 96; // the loader takes no more
 constexpr std::size_t kExports = 0, kUnwindEntries = 3, kRelocations = 5;
 constexpr std::uint32_t kUnwindEntryBytes = 12;
 constexpr std::uint32_t kRelocationHeaderBytes = 8;
@@ -29,7 +30,7 @@ t_imageFile::t_imageFile(std::span<const std::uint8_t> fileBytes) : file(fileByt
     valid = Read<std::uint16_t>(0) == kDosMark && Read<std::uint32_t>(header) == kImageMark &&
             Read<std::uint16_t>(header + 4) == kMachineX64 && Read<std::uint16_t>(optionalHeader) == kFormat64;
     preferredAddress = Read<std::uint64_t>(optionalHeader + kPreferredAddressField);
-    sectionCount = Read<std::uint16_t>(header + 6);
+    sectionCount = std::min<std::size_t>(Read<std::uint16_t>(header + 6), kMaxSections);
     sections = optionalHeader + Read<std::uint16_t>(header + 20);
 }
 

@@ -62,11 +62,17 @@ LSTATUS OpenUnlinkedKey(HKEY root, const wchar_t* path, REGSAM access, t_keyHand
 
 LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key)
 {
+    const auto create = [&](DWORD options, t_keyHandle& created) {
+        return RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, created.Put(), nullptr);
+    };
     // The option opens a link of that name itself, where nothing is made through it; opening it again tells the two
-    // apart.
+    // apart. It is documented for opening only: should a system refuse it here, a list that was just deleted must be
+    // made anew all the same.
     t_keyHandle created;
-    const LSTATUS result = RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS, nullptr,
-                                           created.Put(), nullptr);
+    LSTATUS result = create(REG_OPTION_OPEN_LINK, created);
+    if (result == ERROR_INVALID_PARAMETER) {
+        result = create(REG_OPTION_NON_VOLATILE, created);
+    }
     return result == ERROR_SUCCESS ? OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key) : result;
 }
 

@@ -84,12 +84,12 @@ void t_hklManager_InstallWrap::RegisterImeFile(std::wstring_view imeFileName, co
 }
 
 bool t_hklManager_InstallWrap::CreateImeLayoutKey(t_errorChain& errors, std::uint32_t& klid, const wchar_t* imeFilePath,
-                                                  const wchar_t* layoutText)
+                                                  const wchar_t* layoutText) const
 {
     return ::CreateImeLayoutKey(errors, klid, imeFilePath, layoutText);
 }
 
-bool t_hklManager_InstallWrap::UnhideLayout(t_errorChain& errors, const t_hkl& record)
+bool t_hklManager_InstallWrap::UnhideLayout(t_errorChain& errors, const t_hkl& record) const
 {
     t_reg hidden(HKEY_CURRENT_USER);
     return hidden.Open(errors, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts",

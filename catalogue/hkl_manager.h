@@ -45,12 +45,12 @@ public:
 
     // Makes the key of a new IME layout; see the function of this name in keyboard_layouts.h.
     bool CreateImeLayoutKey(t_errorChain& errors, std::uint32_t& klid, const wchar_t* imeFilePath,
-                            const wchar_t* layoutText);
+                            const wchar_t* layoutText) const;
 
     // Takes a layout off the list of layouts that the text-services framework hides from the current user.
     // Returns false, with what the registry said, when there is no such list or it cannot be written. Behind it:
     // "SoftWare\Microsoft\CTF\HiddenDummyLayouts" of the current user.
-    bool UnhideLayout(t_errorChain& errors, const t_hkl& record);
+    bool UnhideLayout(t_errorChain& errors, const t_hkl& record) const;
 
 private:
     struct t_layoutCache

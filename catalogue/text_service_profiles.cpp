@@ -28,7 +28,7 @@ public:
     {
     }
 
-    bool Services()
+    bool WalkServices()
     {
         t_reg services(HKEY_LOCAL_MACHINE);
         DWORD count = 0;
@@ -41,7 +41,7 @@ public:
         for (DWORD index = 0; index < count && services.EnumKey(errors, name, index); ++index) {
             record = {};
             if (ParseGuid(name, record.clsid) && record.clsid != skipped && !IsNullGuid(record.clsid) &&
-                !Languages(services, name)) {
+                !WalkLanguages(services, name)) {
                 errors.Clear();
             }
         }
@@ -49,22 +49,23 @@ public:
     }
 
 private:
-    bool Languages(const t_reg& services, const t_str& service)
+    bool WalkLanguages(const t_reg& services, const t_str& service)
     {
         t_reg languages(services);
         DWORD count = 0;
         if (!OpenAndCount(errors, languages, JoinPath(service, L"LanguageProfile").c_str(), count)) {
             return false;
         }
+        FindServerPath(record.clsid, server); // one for all profiles
         t_str name;
         for (DWORD index = 0; index < count && languages.EnumKey(errors, name, index); ++index) {
             record.langId = static_cast<std::uint16_t>(ParseHexPrefix(name));
-            Profiles(languages, name);
+            WalkProfiles(languages, name);
         }
         return true;
     }
 
-    void Profiles(const t_reg& languages, const t_str& language)
+    void WalkProfiles(const t_reg& languages, const t_str& language)
     {
         t_reg profiles(languages);
         t_errorChain unreported;
@@ -75,12 +76,12 @@ private:
         t_str name;
         for (DWORD index = 0; index < count && profiles.EnumKey(errors, name, index); ++index) {
             if (ParseGuid(name, record.profileGuid) && !IsNullGuid(record.profileGuid)) {
-                Profile(profiles, name);
+                AddProfile(profiles, name);
             }
         }
     }
 
-    void Profile(const t_reg& profiles, const t_str& name)
+    void AddProfile(const t_reg& profiles, const t_str& name)
     {
         t_reg profile(profiles);
         DWORD values = 0;
@@ -95,8 +96,7 @@ private:
             SetHklFromHandle(record, ParseHexPrefix(substitute));
         }
         AddHkl(list, record);
-        t_str server;
-        if (FindServerPath(record.clsid, server)) {
+        if (!server.empty()) {
             maps.RegisterImeFile(FileNamePart(server), record);
         }
     }
@@ -105,13 +105,14 @@ private:
     t_imeFileMaps& maps;
     t_hklList& list;
     t_hkl record;
+    t_str server; // of the service; empty when it has none
 };
 
 } // namespace
 
 bool EnumTextServiceProfiles(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& list)
 {
-    if (!t_profileWalk(errors, maps, list).Services()) {
+    if (!t_profileWalk(errors, maps, list).WalkServices()) {
         return false;
     }
     DedupeHklList(list);

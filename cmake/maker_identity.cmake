@@ -1,11 +1,24 @@
-# write_maker_identity(OUTPUT MAKER_NAME DIGEST_LIST): writes the source that compiles the maker's name and the digests
-# of the maker's unsigned files in. DIGEST_LIST is a text file in UTF-8 as md5sum prints it, "digest  file name" a line,
-# or empty for none. The name is more than a remark: a digest counts only for a file of that name, letter case ignored.
-function(write_maker_identity output maker_name digest_list)
+# write_maker_identity(OUTPUT MAKER_NAME SIGNER_DIGESTS DIGEST_LIST): writes the source that compiles the maker's name,
+# the SHA-256 digests of the maker's certificates and the digests of the maker's unsigned files in. SIGNER_DIGESTS is a
+# list; an empty one lets every certificate of that name count. DIGEST_LIST is a text file in UTF-8 as md5sum prints it,
+# "digest  file name" a line, or empty for none. The name is more than a remark: a digest counts only for a file of that
+# name, letter case ignored.
+function(write_maker_identity output maker_name signer_digests digest_list)
   if(maker_name STREQUAL "")
     message(FATAL_ERROR "TARVO_MAKER_NAME is empty; it must be the name that the maker's code signatures show")
   endif()
   string(REGEX REPLACE "([\\\\\"])" "\\\\\\1" maker_literal "${maker_name}")
+
+  set(signer_bytes "")
+  foreach(digest IN LISTS signer_digests)
+    string(LENGTH "${digest}" digits)
+    if(NOT digits EQUAL 64 OR NOT digest MATCHES "^[0-9A-Fa-f]+$")
+      message(FATAL_ERROR "TARVO_SIGNER_DIGESTS: not a SHA-256 digest of 64 hexadecimal digits: '${digest}'")
+    endif()
+    string(REGEX REPLACE "(..)" "0x\\1, " bytes "${digest}")
+    string(APPEND signer_bytes "    {${bytes}},\n")
+  endforeach()
+  list(LENGTH signer_digests signer_count)
 
   set(listed_count 0)
   set(listed_digests "")

@@ -12,8 +12,8 @@ public:
     virtual ~t_cipher() = default;
 
     // Both replace the bytes and return false when they cannot; what the bytes hold then is of no meaning.
-    virtual bool Encipher(std::string& bytes) = 0;
-    virtual bool Decipher(std::string& bytes) = 0;
+    [[nodiscard]] virtual bool Encipher(std::string& bytes) = 0;
+    [[nodiscard]] virtual bool Decipher(std::string& bytes) = 0;
 };
 
 } // namespace n_config

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "base/ascii_case.h"
 #include "base/perf.h"
 #include "config/code_page.h"
 #include "config/encoding.h"
@@ -27,15 +28,23 @@ bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
     return result == t_decoded::text || (result == t_decoded::codePage936 && DecodeCodePage936(bytes, decoded));
 }
 
+bool IsMissing(const wchar_t* path)
+{
+    return GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES &&
+           (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
+}
+
 } // namespace
 
 bool t_configFile::Load(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes)
 {
     const t_perfSection perf(t_perfKind::section, L"ReadConfig");
+    // First of all, since later there may be no memory for it.
+    const auto loss = losses.insert_or_assign(FoldCase(path), t_loss::unread).first;
     try {
-        if (ReadText(errors, path, maxBytes)) {
+        if (ReadText(errors, path, maxBytes, loss->second)) {
             ReadItems();
-            unread = false;
+            losses.erase(loss);
             return true;
         }
     } catch (const std::bad_alloc&) {
@@ -44,11 +53,13 @@ bool t_configFile::Load(t_errorChain& errors, const wchar_t* path, std::size_t m
     }
     text.Clear();
     ReadItems();
-    unread = GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
+    if (IsMissing(path)) {
+        losses.erase(loss);
+    }
     return false;
 }
 
-bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes)
+bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes, t_loss& loss)
 {
     std::string bytes;
     std::wstring decoded;
@@ -56,6 +67,7 @@ bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size
         return false;
     }
     if (!Decode(std::move(bytes), cipher, decoded)) {
+        loss = t_loss::undecoded;
         return errors.Fail(L"无法解析ini文件");
     }
     text.Parse(decoded);
@@ -65,13 +77,22 @@ bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size
 bool t_configFile::Save(t_errorChain& errors, const wchar_t* path)
 {
     const t_perfSection perf(t_perfKind::section, L"WriteConfig");
-    if (unread) {
-        return errors.Fail(L"保存ini文件失败:%s", path);
-    }
     try {
+        const auto loss = losses.find(FoldCase(path));
+        if (loss != losses.end() && loss->second == t_loss::unread) {
+            return errors.Fail(L"保存ini文件失败:%s", path);
+        }
         WriteItems();
         std::string bytes;
-        return Encode(errors, bytes) && ReplaceStoredFile(errors, path, bytes);
+        if (!Encode(errors, bytes) ||
+            !ReplaceStoredFile(errors, path, bytes,
+                               loss != losses.end() ? t_oldContent::setAside : t_oldContent::replaced)) {
+            return false;
+        }
+        if (loss != losses.end()) {
+            losses.erase(loss);
+        }
+        return true;
     } catch (const std::bad_alloc&) {
         return errors.Fail(L"保存ini文件失败:分配内存失败");
     }

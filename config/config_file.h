@@ -1,5 +1,8 @@
 #pragma once
 
+#include <map>
+#include <string>
+
 #include "config/cipher.h"
 #include "config/config_text.h"
 #include "config/stored_file.h"
@@ -32,12 +35,14 @@ public:
     // complete; it is replaced and not rewritten, so its owner and its other names stay behind. Where the folder's
     // rights refuse that, it is written into while another file keeps its old content (see ReplaceStoredFile).
     //   path  not null
-    // Refused after a Load that failed on a file which is there: the defaults would take the place of its content.
-    // On failure the stored file is as it was, but for its attributes, and the chain has "保存ini文件失败:转换失败"
-    // when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher refuses, or the system error and
-    // "保存ini文件失败:" with the path; behind them, when the old content could not be put back, "旧内容保存在:" with
-    // the path of the file that keeps it. Behind it: CreateFileW, WriteFile, MoveFileExW.
-    bool Save(t_errorChain& errors, const wchar_t* path);
+    // A file that a Load found but could not read is refused, whatever other files are loaded and saved, until a Load
+    // of the same path reads it or finds none: its content would be lost. One that could be read but not decoded is
+    // moved aside as "NAME.bad". On failure the stored file is as it was, but for its attributes, and the chain has
+    // "保存ini文件失败:转换失败" when code page 936 lacks a character, "保存ini文件失败:加密失败" when the cipher
+    // refuses, or the system error and "保存ini文件失败:" with the path; behind them, when the old content could not be
+    // put back, "旧内容保存在:" with the path of the file that keeps it. Behind it: CreateFileW, WriteFile,
+    // MoveFileExW.
+    [[nodiscard]] bool Save(t_errorChain& errors, const wchar_t* path);
 
     t_configText& Text() { return text; }
     const t_configText& Text() const { return text; }
@@ -48,12 +53,21 @@ protected:
     virtual void WriteItems() {}
 
 private:
-    bool ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes);
+    // Why the content of a file is not the one that this object holds.
+    enum class t_loss
+    {
+        unread,
+        undecoded,
+    };
+
+    bool ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes, t_loss& loss);
     bool Encode(t_errorChain& errors, std::string& bytes);
 
     t_cipher* cipher;
     t_configText text;
-    bool unread = false; // the last Load failed on a file that exists
+    // Of the files that the last Load of failed on, by their paths without letter case. Texts are compared: a program
+    // composes the path of a file once, and to tell whether two spellings name one file it would have to be opened.
+    std::map<std::wstring, t_loss> losses;
 };
 
 } // namespace n_config

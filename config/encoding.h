@@ -18,7 +18,7 @@ enum class t_decoded
 // zero byte in unmarked text is not text, because a file read with a loss would later be saved with it. Single
 // surrogates in UTF-16 are kept.
 //   text  receives the text without its mark; of no meaning with the other results
-t_decoded DecodeText(std::string_view bytes, std::wstring& text);
+[[nodiscard]] t_decoded DecodeText(std::string_view bytes, std::wstring& text);
 
 // Returns the UTF-16 little-endian bytes of a text behind the mark FF FE.
 std::string EncodeUtf16(std::wstring_view text);

@@ -17,9 +17,9 @@ inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 // ERROR_SHARING_VIOLATION. Memory that cannot be had raises std::bad_alloc. Behind it: GetFileSizeEx, ReadFile.
 //   bytes     receives the content
 //   maxBytes  a larger file gives ERROR_FILE_TOO_LARGE
-DWORD ReadBytes(HANDLE file, std::string& bytes, std::size_t maxBytes);
+[[nodiscard]] DWORD ReadBytes(HANDLE file, std::string& bytes, std::size_t maxBytes);
 
 // Writes bytes at the file's position. Behind it: WriteFile.
-DWORD WriteBytes(HANDLE file, std::string_view bytes);
+[[nodiscard]] DWORD WriteBytes(HANDLE file, std::string_view bytes);
 
 } // namespace n_config

@@ -19,7 +19,7 @@ public:
 
     // Creates the file empty, never touching one that exists. Behind it: CreateFileW.
     //   folder  with the separator at its end; empty for the current folder
-    DWORD Create(std::wstring_view folder);
+    [[nodiscard]] DWORD Create(std::wstring_view folder);
 
     // Gives the file the access list of another one. Where there is none, or this file's may not be changed, the list
     // inherited from the folder stays. Behind it: GetFileSecurityW, SetKernelObjectSecurity.
@@ -27,11 +27,11 @@ public:
     void CopyAccessList(const wchar_t* path);
 
     // Writes the content through to the disk and closes the file.
-    DWORD Write(std::string_view bytes);
+    [[nodiscard]] DWORD Write(std::string_view bytes);
 
     // Takes another file's name in one step; that file is gone then. Behind it: MoveFileExW.
     //   path  not null
-    DWORD TakeName(const wchar_t* path);
+    [[nodiscard]] DWORD TakeName(const wchar_t* path);
 
     // Leaves the file where it is and returns its path.
     ::t_path Keep() noexcept;

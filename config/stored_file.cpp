@@ -47,7 +47,13 @@ std::wstring_view FolderOf(std::wstring_view path)
     return path.substr(0, path.find_last_of(L"\\/:") + 1);
 }
 
-DWORD ReplaceByNewFile(const wchar_t* path, std::string_view bytes)
+DWORD Rename(const wchar_t* from, const wchar_t* to)
+{
+    return MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ? DWORD{ERROR_SUCCESS}
+                                                                                     : GetLastError();
+}
+
+DWORD ReplaceByNewFile(const wchar_t* path, std::string_view bytes, t_oldContent old)
 {
     t_newFile created;
     DWORD code = created.Create(FolderOf(path));
@@ -55,7 +61,20 @@ DWORD ReplaceByNewFile(const wchar_t* path, std::string_view bytes)
         created.CopyAccessList(path);
         code = created.Write(bytes);
     }
-    return code == ERROR_SUCCESS ? RetryWhileRefused([&] { return created.TakeName(path); }) : code;
+    const ::t_path aside(FormatStr(L"%s.bad", path));
+    bool moved = false;
+    if (code == ERROR_SUCCESS && old == t_oldContent::setAside) {
+        code = RetryWhileRefused([&] { return Rename(path, aside.c_str()); });
+        moved = code == ERROR_SUCCESS;
+        code = code == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_SUCCESS} : code; // somebody has taken it away
+    }
+    if (code == ERROR_SUCCESS) {
+        code = RetryWhileRefused([&] { return created.TakeName(path); });
+        if (code != ERROR_SUCCESS && moved) {
+            Rename(aside.c_str(), path);
+        }
+    }
+    return code;
 }
 
 // Keeps the content of a file in another one, with the access list of the first.
@@ -156,15 +175,15 @@ bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& byte
     }
 }
 
-bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes)
+bool ReplaceStoredFile(t_errorChain& errors, const wchar_t* path, std::string_view bytes, t_oldContent old)
 {
     if (bytes.size() > kMaxFileBytes) {
         return FailWithSystemError(errors, ERROR_FILE_TOO_LARGE, L"保存ini文件失败:%s", path); // nobody could read it
     }
     SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL); // a read-only file cannot be replaced
     ::t_path keptPath;
-    DWORD code = ReplaceByNewFile(path, bytes);
-    if (IsRefused(code)) {
+    DWORD code = ReplaceByNewFile(path, bytes, old);
+    if (IsRefused(code) && old == t_oldContent::replaced) {
         code = WriteInPlace(path, bytes, keptPath);
     }
     if (code == ERROR_SUCCESS) {

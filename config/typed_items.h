@@ -22,7 +22,7 @@ enum class t_integerStyle
 // Reads a whole text as an integer: behind "0x" as 32 bits in hexadecimal, else as a signed decimal number.
 //   value  receives the number; unchanged on failure
 // Returns false for an empty text, for one with anything else in it, and for a number beyond 32 bits.
-bool ParseInteger(std::wstring_view text, std::int32_t& value);
+[[nodiscard]] bool ParseInteger(std::wstring_view text, std::int32_t& value);
 
 // Writes an integer with its terminator.
 //   buffer  at least 11 characters, and enough for the text

@@ -87,7 +87,7 @@ public:
     ~t_trustCheck() { Call(WTD_STATEACTION_CLOSE); }
 
     // Status of the check; ERROR_SUCCESS only with the signer's name read.
-    LONG ReadSigner(t_str& signer) const
+    LONG ReadSigner(t_codeSigner& signer) const
     {
         if (status != ERROR_SUCCESS) {
             return status;
@@ -107,11 +107,12 @@ public:
         // common name; who issues certificates need not have checked that one.
         char commonName[] = szOID_COMMON_NAME;
         const DWORD size = functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, nullptr, 0);
-        signer.resize(size);
-        functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, signer.data(), size);
+        signer.name.resize(size);
+        functions.getNameString(certificate, CERT_NAME_ATTR_TYPE, 0, commonName, signer.name.data(), size);
         // The size counts the terminator; a name with a null inside it stays longer than its first half.
-        signer.resize(size > 0 ? size - 1 : 0);
-        return signer.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
+        signer.name.resize(size > 0 ? size - 1 : 0);
+        signer.digest = ComputeSha256(Content(certificate));
+        return signer.name.empty() ? TRUST_E_NO_SIGNER_CERT : ERROR_SUCCESS;
     }
 
 private:
@@ -185,7 +186,7 @@ public:
     }
 
     // Checks the catalogue that was found; TRUST_E_NOSIGNATURE when none was.
-    LONG ReadSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+    LONG ReadSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_codeSigner& signer)
     {
         CATALOG_INFO info{};
         info.cbStruct = sizeof(info);
@@ -225,7 +226,7 @@ private:
     DWORD hashBytes = sizeof(hash);
 };
 
-LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_str& signer)
+LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_codeSigner& signer)
 {
     WINTRUST_FILE_INFO subject{};
     subject.cbStruct = sizeof(subject);
@@ -237,7 +238,7 @@ LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_
     return t_trustCheck(functions, request).ReadSigner(signer);
 }
 
-LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_str& signer)
+LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFile& file, t_codeSigner& signer)
 {
     t_catalogueFunctions functions;
     if (!functions.FindAll(trustFunctions.wintrust)) {
@@ -255,9 +256,9 @@ LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFil
 
 } // namespace
 
-LONG ReadCodeSigner(const t_heldFile& file, t_str& signer)
+LONG ReadCodeSigner(const t_heldFile& file, t_codeSigner& signer)
 {
-    signer.clear();
+    signer.name.clear();
     t_trustFunctions functions;
     if (!functions.FindAll()) {
         return TRUST_E_PROVIDER_UNKNOWN;

@@ -14,7 +14,7 @@ public:
     //         before Vista, where a path that leads over one fails
     // Fails on any other form of path, one that names a stream of a file, a file that somebody may be writing to, and
     // one whose real path is longer than 259 characters. Behind it: CreateFileW, GetFinalPathNameByHandleW.
-    bool Open(t_errorChain& errors, const wchar_t* path);
+    [[nodiscard]] bool Open(t_errorChain& errors, const wchar_t* path);
 
     // Handle with read access; its file position is anywhere.
     HANDLE Handle() const { return file.Get(); }

@@ -9,16 +9,14 @@
 
 bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file)
 {
-    if (!file.Open(errors, path)) {
-        return false;
-    }
-    if (file.IsInSystemDirectory()) {
-        return true;
-    }
+    return file.Open(errors, path) && (file.IsInSystemDirectory() || IsMakersFile(errors, file));
+}
 
-    t_str signer;
+bool IsMakersFile(t_errorChain& errors, const t_heldFile& file)
+{
+    t_codeSigner signer;
     const LONG signature = ReadCodeSigner(file, signer);
-    if (signature == ERROR_SUCCESS && signer == kMakerIdentity.name) {
+    if (signature == ERROR_SUCCESS && kMakerIdentity.IsSigner(signer)) {
         return true;
     }
 
@@ -43,5 +41,6 @@ bool VerifyModule(t_errorChain& errors, const wchar_t* path, t_heldFile& file)
         return FailWithSystemError(errors, static_cast<DWORD>(signature), L"模块校验失败:%s 没有有效的代码签名,且%s",
                                    file.Path().c_str(), listResult);
     }
-    return errors.Fail(L"模块校验失败:%s 的签名者“%s”不是制作者,且%s", file.Path().c_str(), signer.c_str(), listResult);
+    return errors.Fail(L"模块校验失败:%s 的签名者“%s”%s,且%s", file.Path().c_str(), signer.name.c_str(),
+                       signer.name == kMakerIdentity.name ? L"的证书不是制作者的" : L"不是制作者", listResult);
 }

@@ -117,8 +117,8 @@ VIFileVersion "${PRODUCT_VERSION}"
 !include layout_installer.nsh
 
 Function .onInit
-  ; A 32-bit Windows does not start this program at all, and the oldest that does is XP x64. An ARM64 one runs it, but its
-  ; own programs could not load the modules.
+  ; A 32-bit Windows does not start this program at all, and the oldest that does is XP x64. An ARM64 one runs it, but
+  ; its own programs could not load the modules.
   ${IfNot} ${IsNativeAMD64}
     !insertmacro Refuse ${EXIT_UNSUPPORTED_SYSTEM} "$(UnsupportedSystem)"
   ${EndIf}

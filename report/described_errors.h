@@ -1,17 +1,13 @@
 #pragma once
 
-#include "diag/error_chain.h"
+#include "diag/system_error.h"
 
 namespace n_report {
 
 // What a chain says, on one line: its entries, joined by "; ".
-inline t_str DescribeErrors(const t_errorChain& errors)
-{
-    t_str text;
-    for (const t_str& entry : errors.Entries()) {
-        text << (text.empty() ? L"" : L"; ") << entry;
-    }
-    return text;
-}
+t_str DescribeErrors(const t_errorChain& errors);
+
+// What a system error is, behind the name of what it concerns.
+t_str DescribeSystemError(const t_str& subject, DWORD code);
 
 } // namespace n_report

@@ -2,33 +2,13 @@
 
 #include <windows.h>
 
-#include <algorithm>
-
-#include "base/ascii_case.h"
 #include "base/file_version.h"
-#include "diag/system_error.h"
-#include "launch/code_signature.h"
-#include "launch/file_digest.h"
-#include "launch/maker_identity.h"
 #include "launch/module_verification.h"
 #include "report/described_errors.h"
 
 namespace n_report {
 
 namespace {
-
-bool IsListed(const t_heldFile& file)
-{
-    const auto& list = kMakerIdentity.listedDigests;
-    const std::wstring_view name = FileNamePart(file.Path());
-    t_md5Digest digest;
-    return std::any_of(list.begin(), list.end(),
-                       [name](const t_listedDigest& listed) { return EqualIgnoringCase(listed.fileName, name); }) &&
-           ComputeMd5(file.Handle(), digest) &&
-           std::any_of(list.begin(), list.end(), [&](const t_listedDigest& listed) {
-               return EqualIgnoringCase(listed.fileName, name) && listed.digest == digest;
-           });
-}
 
 void Verify(const t_path& path, t_file& file)
 {
@@ -38,27 +18,13 @@ void Verify(const t_path& path, t_file& file)
     file.verification = file.genuine ? t_str(L"accepted") : DescribeErrors(errors);
 }
 
-void ReadSigner(const t_path& path, t_file& file)
+// Of a module in the system directory, where every file would be accepted.
+void VerifyMaker(const t_path& path, t_file& file)
 {
     t_errorChain errors;
     t_heldFile held;
-    if (!held.Open(errors, path.c_str())) {
-        file.verification = DescribeErrors(errors);
-        return;
-    }
-    t_str signer;
-    const LONG status = ReadCodeSigner(held, signer);
-    if (status == ERROR_SUCCESS) {
-        file.genuine = signer == kMakerIdentity.name;
-        file.verification = FormatStr(L"signed by \"%s\"%s", signer.c_str(), file.genuine ? L"" : L", not the maker");
-    } else {
-        file.verification = L"no valid signature, ";
-        AppendSystemError(file.verification, static_cast<DWORD>(status));
-    }
-    if (!file.genuine && IsListed(held)) {
-        file.genuine = true;
-        file.verification = L"on the maker's list of digests";
-    }
+    file.genuine = held.Open(errors, path.c_str()) && IsMakersFile(errors, held);
+    file.verification = file.genuine ? t_str(L"accepted") : DescribeErrors(errors);
 }
 
 } // namespace
@@ -95,7 +61,7 @@ t_file ReadSignedFile(const t_path& path)
 {
     t_file file = ReadFile(path);
     if (file.present) {
-        ReadSigner(path, file);
+        VerifyMaker(path, file);
     }
     return file;
 }

@@ -123,7 +123,7 @@ private:
                 Add(L"module-missing", kReinstall, L"The module %s is missing.", file.path.c_str());
             }
             if (file.present && !file.genuine) {
-                Add(L"module-unsigned", kReinstall, L"%s is not known as the maker's own: %s.", file.path.c_str(),
+                Add(L"module-unsigned", kReinstall, L"%s is not known as the maker's own: %s", file.path.c_str(),
                     file.verification.c_str());
             }
             if (!module.holders.empty()) {

@@ -2,7 +2,6 @@
 
 #include "base/handles.h"
 #include "base/path.h"
-#include "diag/system_error.h"
 #include "report/described_errors.h"
 #include "report/gather.h"
 #include "report/log_tail.h"
@@ -67,9 +66,7 @@ t_messages GatherMessages(const t_runtime& runtime)
         } else if (ReadTail(log.path, log.lines)) {
             messages.logs.push_back(std::move(log));
         } else if (const DWORD error = GetLastError(); error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) {
-            t_str text = log.path + L": ";
-            AppendSystemError(text, error);
-            messages.unseen.push_back(std::move(text));
+            messages.unseen.push_back(DescribeSystemError(log.path, error));
         }
     }
     return messages;

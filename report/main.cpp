@@ -1,9 +1,9 @@
 #include <windows.h>
 
-#include <cstdio>
+#include <exception>
 
-#include "base/handles.h"
-#include "diag/system_error.h"
+#include "base/library_search.h"
+#include "report/described_errors.h"
 #include "report/gather.h"
 #include "report/json.h"
 #include "report/options.h"
@@ -32,17 +32,13 @@ int Fail(const t_str& text)
     return kCannotRun;
 }
 
-} // namespace
-
-int wmain(int argumentCount, wchar_t** arguments)
+int Run(std::span<const wchar_t* const> arguments)
 {
     using namespace n_report;
 
-    SetDllDirectoryW(L""); // keeps the current folder out of every later search for a library
     t_options options;
     t_str problem;
-    if (!ParseOptions({arguments + 1, static_cast<std::size_t>(argumentCount > 0 ? argumentCount - 1 : 0)}, options,
-                      problem)) {
+    if (!ParseOptions(arguments, options, problem)) {
         return Fail(problem);
     }
     if (options.help) {
@@ -50,11 +46,23 @@ int wmain(int argumentCount, wchar_t** arguments)
     }
     const t_report report = GatherReport();
     const std::string bytes = options.json ? RenderJson(report) : ToUtf8(RenderText(report));
-    if (options.output.empty() ? !WriteToStandard(STD_OUTPUT_HANDLE, bytes)
-                               : !WriteToFile(options.output.c_str(), bytes)) {
-        t_str text = options.output.empty() ? t_str() : options.output + L": ";
-        AppendSystemError(text, GetLastError());
-        return Fail(text);
+    const bool isWritten =
+        options.output.empty() ? WriteToStandard(STD_OUTPUT_HANDLE, bytes) : WriteToFile(options.output.c_str(), bytes);
+    if (!isWritten) {
+        const DWORD error = GetLastError();
+        return Fail(DescribeSystemError(options.output.empty() ? L"the standard output" : options.output, error));
     }
     return report.findings.empty() ? kNothingFound : kFound;
+}
+
+} // namespace
+
+int wmain(int argumentCount, wchar_t** arguments)
+{
+    RestrictLibrarySearch(); // before the first call that may load something
+    try {
+        return Run({arguments + 1, static_cast<std::size_t>(argumentCount > 0 ? argumentCount - 1 : 0)});
+    } catch (const std::exception&) { // memory is exhausted
+        return kCannotRun;
+    }
 }

@@ -1,6 +1,6 @@
 #include "report/registry_values.h"
 
-#include "diag/system_error.h"
+#include "report/described_errors.h"
 
 namespace n_report {
 
@@ -21,9 +21,7 @@ t_keyHandle OpenToRead(HKEY root, const t_str& path, const t_str& label, t_texts
     t_keyHandle key;
     const LSTATUS result = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | access, key.Put());
     if (result != ERROR_SUCCESS && result != ERROR_FILE_NOT_FOUND) {
-        t_str text = label + L": ";
-        AppendSystemError(text, static_cast<DWORD>(result));
-        unseen.push_back(std::move(text));
+        unseen.push_back(DescribeSystemError(label, static_cast<DWORD>(result)));
     }
     return key;
 }
@@ -59,9 +57,8 @@ t_list<t_rawValue> ReadValues(HKEY key, const t_str& label, t_texts& unseen)
             return values;
         }
         if (result != ERROR_SUCCESS) {
-            t_str text = label + FormatStr(L", value %u: ", index);
-            AppendSystemError(text, static_cast<DWORD>(result));
-            unseen.push_back(std::move(text));
+            unseen.push_back(
+                DescribeSystemError(FormatStr(L"%s, value %u", label.c_str(), index), static_cast<DWORD>(result)));
             // Longer data than any value of these keys has; another failure would come again for ever.
             if (result != ERROR_MORE_DATA) {
                 return values;

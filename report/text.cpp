@@ -37,9 +37,9 @@ public:
     }
 
 private:
-    void Line(int depth, const t_str& text)
+    void Line(std::size_t depth, const t_str& text)
     {
-        out.append(static_cast<std::size_t>(2 * depth), L' ');
+        out.append(std::size_t{2} * depth, L' ');
         for (const wchar_t unit : text) {
             const bool isControl = unit < L' ' || (unit >= 0x7F && unit < 0xA0);
             out += isControl ? wchar_t{0xFFFD} : unit;
@@ -48,7 +48,7 @@ private:
     }
 
     template <class... Args>
-    void Line(int depth, const wchar_t* format, Args... arguments)
+    void Line(std::size_t depth, const wchar_t* format, Args... arguments)
     {
         Line(depth, FormatStr(format, arguments...));
     }
@@ -59,14 +59,14 @@ private:
         Line(0, text);
     }
 
-    void Unseen(int depth, const t_texts& texts)
+    void Unseen(std::size_t depth, const t_texts& texts)
     {
         for (const t_str& text : texts) {
             Line(depth, L"Not seen: %s", text.c_str());
         }
     }
 
-    void Pending(int depth, const t_pendingOperations& operations)
+    void Pending(std::size_t depth, const t_pendingOperations& operations)
     {
         for (const t_pendingOperation& operation : operations) {
             if (operation.target.empty()) {
@@ -78,7 +78,7 @@ private:
         }
     }
 
-    void File(int depth, const t_file& file)
+    void File(std::size_t depth, const t_file& file)
     {
         if (!file.present) {
             Line(depth, L"%s: missing", file.path.c_str());

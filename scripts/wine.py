@@ -263,7 +263,15 @@ class Session:
         return [f'Corrected for Wine: "Ime File" of {key[-8:]} is the file name, as Windows stores it.' for key in keys]
 
     def show(self, program, *options):
-        """Runs the installer and yields a report for a person, each line with its sign as `difference` does."""
+        """Runs the installer and yields a report for a person, each line with its sign as `difference` does.
+
+        At its end stand the findings of the report program, which lies beside the installer. The report program itself
+        is only run.
+        """
+        reporter = pathlib.Path(program).with_name("TarvoReport.exe")
+        if pathlib.Path(program) == reporter:
+            yield from ((" ", line) for line in self.run(program, *options).stdout.splitlines())
+            return
         run = " ".join([pathlib.Path(program).name, *options])
         yield " ", f"Running {run} on Windows {self.version} (the file version of kernel32.dll) …"
         before = self.export()
@@ -276,6 +284,8 @@ class Session:
             yield changed
         if not changed:
             yield " ", "Nothing changed in the registry."
+        _, _, findings = self.run(reporter).stdout.partition("\nFindings: ")
+        yield from ((" ", line) for line in f"Findings of {reporter.name}: {findings}".splitlines())
 
 
 def parse(text):
@@ -344,10 +354,13 @@ def main():
     args = parser.parse_args()
     prefix = os.environ.get("WINEPREFIX", str(BUILD / "prefix"))
     signal.signal(signal.SIGTERM, lambda number, _: sys.exit(128 + number))  # the session is closed then too
+    processors = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {max(processors)})  # the one of the session's server, as on_every_processor says
     if args.action == "run":
         os.execve(USR / LOADER, [LOADER, *args.command], environment(prefix))
     if args.action == "session":
         with Session(prefix):
+            os.sched_setaffinity(0, processors)
             # The locale goes to Wine alone: it is installed nowhere, and a shell that is given it complains.
             return subprocess.run(args.command, env={**os.environ, "WINEPREFIX": prefix}).returncode
     colours = {"+": "\033[32m", "-": "\033[31m", "~": "\033[33m"}

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
+#include "base/path.h"
 #include "catalogue/hkl_manager.h"
 #include "catalogue/keyboard_layouts.h"
 #include "catalogue/text_service_profiles.h"
@@ -164,4 +167,53 @@ TEST_F(Catalogue, WalksTextServiceProfiles)
     MakeKey(HKEY_LOCAL_MACHINE, kTip + L"{0000000C-0000-0000-0000-000000000001}");
     EXPECT_EQ(L"e0200804 e0200804 804 a:1", Find(again, L"TARVOTSF.ime", 0xF000FFFF, 0xE0000804));
     EXPECT_EQ(L"", Entries(errors));
+}
+
+// The second profile turns the layout, which stands first, into a record of the first profile.
+TEST_F(Catalogue, MergesRecordsThatBecomeEqual)
+{
+    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
+    WriteProfile(kA, L"0x00000804", 1);
+    WriteProfile(kA, L"0x00000C04", 1, L"SubstituteLayout", L"E0200804");
+    EXPECT_EQ(L"e0200804 e0200804 804 a:1", List(manager));
+}
+
+// What it only reads must not want rights to write, nor come into being.
+TEST_F(Catalogue, OpensForWritingOnlyWhatItWrites)
+{
+    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
+    WriteText(HKEY_LOCAL_MACHINE, kLayouts + L"00010409", L"Layout Id", L"0001");
+    WriteProfile(kA, L"0x00000804", 1, L"SubstituteLayout", L"F0010409");
+    WriteProfile(kA, L"0x00000804", 2); // the search for a server is the service's
+    MakeKey(HKEY_CURRENT_USER, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts");
+
+    std::wstring opened;
+    const auto record = [&](const wchar_t* how, LPCWSTR key, REGSAM access) {
+        opened += how + std::wstring(FileNamePart(key)) + FormatStr(L" %x, ", access);
+    };
+    ImmImportPatch<decltype(&RegOpenKeyExW)> open(
+        "RegOpenKeyExW", [&](HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY result) {
+            record(L"", key, access);
+            return open.Original(root, key, options, access, result);
+        });
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create("RegCreateKeyExW", [&](HKEY root, LPCWSTR key, auto... rest) {
+        if (*key != L'\0') { // else a new handle is made, and no key
+            record(L"create ", key, std::get<3>(std::tuple(rest...)));
+        }
+        return create.Original(root, key, rest...);
+    });
+    EXPECT_EQ(L"f0010409 10409 409 a:1, 0 e0200804 804, f0010409 10409 409 a:2", List(manager));
+    EXPECT_EQ(L"Keyboard Layouts 20219, E0200804 20219, TIP 20219, LanguageProfile 20219, InProcServer32 20219, "
+              L"InProcServer32 20019, LocalServer32 20219, LocalServer32 20019, 0x00000804 20219, "
+              L"{00000001-0000-0000-0000-000000000000} 20219, Keyboard Layouts 20219, 00010409 20219, "
+              L"{00000002-0000-0000-0000-000000000000} 20219, ",
+              opened);
+    opened.clear();
+    t_str name;
+    std::uint32_t klid = 0;
+    const t_hkl classic{0, 0xE0200804, 0x0804, {}, {}};
+    EXPECT_TRUE(manager.GetImeFileName(errors, name, classic));
+    EXPECT_TRUE(manager.UnhideLayout(errors, classic));
+    EXPECT_TRUE(manager.CreateImeLayoutKey(errors, klid, L"TarvoPY.ime", L"x"));
+    EXPECT_EQ(L"e0200804 20219, HiddenDummyLayouts f023f, Keyboard Layouts f023f, create E0210804 f023f, ", opened);
 }

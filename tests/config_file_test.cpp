@@ -92,22 +92,31 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
     EXPECT_EQ(L"无法解析ini文件", LoadError());
 }
 
-TEST_F(ConfigFile, ReadsBesideAWriterAndWaitsForAnOwner)
+TEST_F(ConfigFile, WaitsForWhoHoldsTheFile)
 {
-    Store("[a]\nk=v\n");
-    for (const auto& [access, share, closeAt, pauses, error] :
-         {std::tuple{GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, 0, 0, L""},
-          {GENERIC_READ, 0, 2, 2, L""},
-          {GENERIC_READ, 0, 0, 4, L"系统错误32|无法打开ini文件"}}) {
+    const std::wstring unsaved = L"系统错误32|保存ini文件失败:" + path;
+    for (const auto& [save, access, share, closeAt, pauses, error] :
+         {std::tuple{false, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, 0, 0, L""},
+          {false, GENERIC_READ, 0, 2, 2, L""},
+          {false, GENERIC_READ, 0, 0, 4, L"系统错误32|无法打开ini文件"},
+          {true, GENERIC_READ, FILE_SHARE_READ, 2, 2, L""},
+          {true, GENERIC_READ, FILE_SHARE_READ, 6, 6, L""},
+          {true, GENERIC_READ, FILE_SHARE_READ, 0, 8, unsaved.c_str()}}) {
+        Store("[a]");
         t_holder holder(path, static_cast<DWORD>(access), static_cast<DWORD>(share), closeAt);
         t_configFile file;
         errors.Clear();
-        EXPECT_EQ(*error == L'\0', file.Load(errors, path.c_str()));
+        EXPECT_EQ(*error == L'\0', save ? file.Save(errors, path.c_str()) : file.Load(errors, path.c_str()));
         EXPECT_EQ(error, Entries(errors));
         EXPECT_EQ(pauses, holder.sleep.calls);
         EXPECT_LT(holder.waited, 500u);
+        holder.file.Reset();
+        EXPECT_EQ(save && *error == L'\0' ? "\xFF\xFE" : "[a]", Stored());
     }
-    // A length that changes while the file is read.
+}
+
+TEST_F(ConfigFile, ReadsWhatDoesNotChangeMeanwhile)
+{
     std::vector<std::string> stored; // the last one next
     ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
     ImmImportPatch<decltype(&ReadFile)> read("ReadFile", [&](auto... arguments) {
@@ -141,8 +150,8 @@ TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
     Store("[a]\nk = v\n[b]\nk=\xE4\xB8\xAD\n");
     const std::string inherited = accessList();
     t_localMemory onlyOwner;
-    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;BA)", SDDL_REVISION_1,
-                                                                     onlyOwner.Put(), nullptr));
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;S-1-3-4)(A;;FA;;;BA)",
+                                                                     SDDL_REVISION_1, onlyOwner.Put(), nullptr));
     ASSERT_TRUE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, onlyOwner.Get()));
     const std::string before = accessList();
     ASSERT_NE(inherited, before);
@@ -159,161 +168,164 @@ TEST_F(ConfigFile, StoresWhatOtherProgramsReadWithTheFilesAccessList)
     EXPECT_TRUE(file.Save(errors, path.c_str())) << "a file that does not exist yet";
 }
 
-TEST_F(ConfigFile, SavingWaitsForAReader)
+TEST_F(ConfigFile, SavesOverNothingThatItCouldNotRead)
 {
-    for (const auto& [closeAt, pauses, error] :
-         {std::tuple{2, 2, L""}, {6, 6, L""}, {0, 8, L"系统错误32|保存ini文件失败:"}}) {
-        Store("old");
-        t_configFile file;
-        t_holder holder(path, GENERIC_READ, FILE_SHARE_READ, closeAt);
-        EXPECT_EQ(*error == L'\0', file.Save(errors, path.c_str()));
-        EXPECT_EQ(*error == L'\0' ? error : error + path, Entries(errors));
-        EXPECT_EQ(pauses, holder.sleep.calls);
-        EXPECT_LT(holder.waited, 500u);
-        EXPECT_EQ(*error == L'\0' ? "\xFF\xFE" : "old", Stored());
+    const std::wstring sameFile = scratch.Path(L"T.INI"), other = scratch.Path(L"other.ini");
+    Store("[a]\nk=v\n");
+    t_configFile file;
+    {
+        t_holder holder(path, GENERIC_READ, 0);
+        EXPECT_FALSE(file.Load(errors, path.c_str()));
+    }
+    errors.Clear();
+    EXPECT_TRUE(file.Save(errors, other.c_str()));
+    EXPECT_TRUE(file.Load(errors, other.c_str()));
+    EXPECT_FALSE(file.Save(errors, sameFile.c_str())) << "with the content of the other file";
+    EXPECT_EQ(L"保存ini文件失败:" + sameFile, Entries(errors));
+    EXPECT_EQ("[a]\nk=v\n", Stored());
+    EXPECT_TRUE(file.Load(errors, path.c_str()));
+    EXPECT_TRUE(file.Save(errors, sameFile.c_str()));
+
+    DeleteFileW(path.c_str());
+    for (const bool missing : {false, true}) {
+        ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](auto) {
+            return SetLastError(missing ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED), INVALID_FILE_ATTRIBUTES;
+        });
+        EXPECT_FALSE(file.Load(errors, path.c_str()));
+        EXPECT_EQ(missing, file.Save(errors, path.c_str())) << "what may be there is saved over";
     }
 }
 
-// A save whose system calls can be made to fail. What the folder refuses is refused whenever it is asked for.
-class ConfigFileSave : public ConfigFile
+TEST_F(ConfigFile, SetsAsideWhatItCannotDecode)
 {
-protected:
-    enum t_folder
+    t_configFile file;
+    for (const std::string& damaged : {"\xFF\xFE["s, "\xEF\xBB\xBF\xFF"s}) {
+        Store(damaged);
+        EXPECT_FALSE(file.Load(errors, path.c_str()));
+        t_holder holder(path, GENERIC_READ, FILE_SHARE_READ, 2);
+        for (int save = 0; save < 2; ++save) {
+            EXPECT_TRUE(file.Save(errors, path.c_str()));
+            EXPECT_EQ("\xFF\xFE", Stored());
+            EXPECT_EQ(damaged, scratch.Read(L"t.ini.bad"));
+        }
+    }
+    Store("\xFF\xFE[");
+    EXPECT_FALSE(file.Load(errors, path.c_str()));
+    DeleteFileW(path.c_str());
+    EXPECT_TRUE(file.Save(errors, path.c_str())) << "somebody has taken it away";
+}
+
+// Each system call of a save fails in turn: it alone, then it and all that follow. A process killed there would leave
+// what the files hold at that moment, so every call checks it.
+TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
+{
+    enum
     {
         ordinary,
+        withDamagedFile,
         withoutNewFiles,
-        withoutReplacement,
-    };
-
-    ConfigFileSave() { scratch.Write(L"temp\\t", ""); }
-
-    // Whether the call that asks is to fail. A process killed there would leave what the files hold at that moment:
-    // the old content in its place, until the call is one that writes into the file itself.
-    bool Fails(HANDLE file = nullptr)
-    {
-        if (rewritten == nullptr || file == rewritten) {
-            EXPECT_EQ(old, rewritten == nullptr ? Stored() : Kept()) << "call " << call + 1;
-        }
-        SetLastError(ERROR_DISK_FULL);
-        ++call;
-        return call == failing || (call > failing && failsOn);
-    }
-
-    // The content of the only file beside, or in the temporary folder.
-    std::string Kept()
-    {
+        withoutReplacement
+    } folder = ordinary;
+    const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
+    const std::wstring aside = path + L".bad", temporary = scratch.Path(L"temp\\");
+    CreateDirectoryW(temporary.c_str(), nullptr);
+    std::string old;
+    std::wstring copyPath;
+    HANDLE rewritten = nullptr; // the file itself, opened to write into it
+    bool damaged = false, failsOn = false, overwritten = false;
+    int failing = 0, call = 0;
+    const auto copy = [&] { // the only file beside or in the temporary folder
         std::string content;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.Path())) {
             if (entry.path().extension() == L".tmp") {
-                keptPath = entry.path().wstring();
-                content += scratch.Read(keptPath);
+                content += scratch.Read(copyPath = entry.path().wstring());
             }
         }
         return content;
-    }
-
-    // Stores the old content and saves the new one.
-    bool Save()
-    {
-        call = 0, rewritten = nullptr, overwritten = false;
-        Store(old);
+    };
+    const auto storedOrAside = [&] { return scratch.Read(std::filesystem::exists(path) ? path : aside); };
+    const auto fails = [&](HANDLE file = nullptr) {
+        if (rewritten == nullptr || file == rewritten) {
+            EXPECT_EQ(old, rewritten == nullptr ? storedOrAside() : copy()) << "call " << call + 1;
+        }
+        SetLastError(ERROR_DISK_FULL);
+        return ++call == failing || (call > failing && failsOn);
+    };
+    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
+    ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [&](DWORD size, wchar_t* buffer) {
+        return static_cast<DWORD>(temporary.copy(buffer, size)); // into cleared memory
+    });
+    ImmImportPatch<decltype(&SetKernelObjectSecurity)> secure("SetKernelObjectSecurity",
+                                                              [&](auto... all) { return secure.Original(all...); });
+    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto name, DWORD access, auto... rest) {
+        const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
+        const bool narrow = folder >= withoutNewFiles, isLoad = access == GENERIC_READ;
+        if ((folder == withoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
+            return SetLastError(ERROR_ACCESS_DENIED), INVALID_HANDLE_VALUE;
+        }
+        const HANDLE file = !isLoad && fails() ? INVALID_HANDLE_VALUE : create.Original(name, access, rest...);
+        rewritten = isNew || isLoad ? rewritten : file;
+        return file;
+    });
+    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE file, auto data, DWORD size, auto... rest) {
+        if (rewritten != nullptr && file == rewritten) {
+            EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
+            EXPECT_EQ("", Stored()) << "half of the content can be read";
+            overwritten = true;
+        }
+        return !fails(file) && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
+    });
+    ImmImportPatch<decltype(&SetEndOfFile)> cut("SetEndOfFile",
+                                                [&](HANDLE file) { return !fails(file) && cut.Original(file); });
+    ImmImportPatch<decltype(&FlushFileBuffers), 1> flush(
+        "FlushFileBuffers", [&](HANDLE file) { return !fails(file) && flush.Original(file); });
+    ImmImportPatch<decltype(&MoveFileExW)> move("MoveFileExW", [&](auto... arguments) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return folder != withoutReplacement && !fails() && move.Original(arguments...);
+    });
+    const auto save = [&] {
+        Store(old = damaged ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
+        DeleteFileW(aside.c_str());
         t_configFile file;
+        EXPECT_EQ(!damaged, file.Load(errors, path.c_str()));
+        errors.Clear();
+        call = secure.calls = 0, rewritten = nullptr, overwritten = false;
         file.Text().SetValue(L"a", L"k", L"new");
         return file.Save(errors, path.c_str());
-    }
+    };
 
-    HANDLE Create(const wchar_t* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
-                  DWORD flags, HANDLE pattern)
-    {
-        const bool beside = std::wstring_view(name).find(L"temp\\", scratch.Path().size()) == std::wstring::npos;
-        if ((folder == withoutNewFiles && disposition == CREATE_NEW && beside) ||
-            (folder != ordinary && (access & WRITE_DAC) != 0)) {
-            SetLastError(ERROR_ACCESS_DENIED);
-            return INVALID_HANDLE_VALUE;
-        }
-        if (Fails()) {
-            return INVALID_HANDLE_VALUE;
-        }
-        const HANDLE file = create.Original(name, access, share, security, disposition, flags, pattern);
-        rewritten = name == path ? file : rewritten;
-        return file;
-    }
-
-    std::string old = "[a]\r\nk=old\r\n";
-    const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
-    t_folder folder = ordinary;
-    std::wstring keptPath;
-    HANDLE rewritten = nullptr; // the file itself, opened to write into it
-    bool overwritten = false;
-    int failing = 0, call = 0;
-    bool failsOn = false; // so do all calls after it
-    ImmImportPatch<decltype(&CreateFileW)> create{"CreateFileW",
-                                                  [this](auto... arguments) { return Create(arguments...); }};
-    ImmImportPatch<decltype(&WriteFile)> write{
-        "WriteFile", [this](HANDLE file, LPCVOID data, DWORD size, auto... rest) {
-            if (rewritten != nullptr && file == rewritten) {
-                EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
-                EXPECT_EQ("", Stored()) << "half of the content can be read";
-                overwritten = true;
-            }
-            return !Fails(file) && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
-        }};
-    ImmImportPatch<decltype(&SetEndOfFile)> cut{"SetEndOfFile",
-                                                [this](HANDLE file) { return !Fails(file) && cut.Original(file); }};
-    ImmImportPatch<decltype(&FlushFileBuffers), 1> flush{
-        "FlushFileBuffers", [this](HANDLE file) { return !Fails(file) && flush.Original(file); }};
-    ImmImportPatch<decltype(&MoveFileExW)> move{"MoveFileExW", [this](auto... arguments) {
-                                                    return SetLastError(ERROR_ACCESS_DENIED),
-                                                           folder != withoutReplacement && !Fails() &&
-                                                               move.Original(arguments...);
-                                                }};
-    ImmImportPatch<decltype(&GetTempPathW)> temp{
-        "GetTempPathW", [this](DWORD size, wchar_t* buffer) {
-            return static_cast<DWORD>(scratch.Path(L"temp\\").copy(buffer, size)); // into cleared memory
-        }};
-    ImmImportPatch<decltype(&SetKernelObjectSecurity)> secure{
-        "SetKernelObjectSecurity", [this](auto... arguments) { return secure.Original(arguments...); }};
-    ImmImportPatch<decltype(&Sleep)> sleep{"Sleep", [](DWORD) {}};
-};
-
-// Each system call of a save fails in turn: it alone, then it and all that follow.
-TEST_F(ConfigFileSave, LeavesTheOldOrTheNewContent)
-{
-    for (int round = 0; round < 6; ++round) {
-        folder = static_cast<t_folder>(round % 3), failsOn = round >= 3, failing = 0;
+    for (int round = 0; round < 8; ++round) {
+        folder = static_cast<decltype(folder)>(round % 4), failsOn = round >= 4, failing = 0;
+        damaged = folder == withDamagedFile;
         for (bool saved = false; !saved && failing < 50;) {
-            ++failing, secure.calls = 0;
-            errors.Clear();
-            saved = Save();
-            const std::string kept = Kept();
-            EXPECT_EQ(saved ? written : old, kept.empty() ? Stored() : kept);
+            ++failing;
+            saved = save();
+            const std::string kept = copy();
+            EXPECT_EQ(saved ? written : old, kept.empty() ? storedOrAside() : kept);
+            EXPECT_TRUE(failsOn || scratch.Read(aside) == (saved && damaged ? old : ""));
             EXPECT_TRUE(kept.empty() || (failsOn && overwritten)) << "the old content stands in its place";
-            EXPECT_EQ(saved ? L""
-                            : L"系统错误112|保存ini文件失败:" + path +
-                                  (kept.empty() ? L"" : L"|旧内容保存在:" + keptPath),
-                      Entries(errors));
-            DeleteFileW(keptPath.c_str());
+            const std::wstring where = kept.empty() ? L"" : L"|旧内容保存在:" + copyPath;
+            EXPECT_EQ(saved ? L"" : L"系统错误112|保存ini文件失败:" + path + where, Entries(errors));
+            DeleteFileW(copyPath.c_str());
         }
-        EXPECT_EQ(folder != ordinary, rewritten != nullptr);
+        EXPECT_EQ(folder >= withoutNewFiles, rewritten != nullptr);
         EXPECT_EQ(folder == withoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
         EXPECT_GT(failing, 6);
         EXPECT_LT(failing, 50);
     }
-}
 
-TEST_F(ConfigFileSave, WritesOnlyIntoAFileOfOneName)
-{
-    folder = withoutNewFiles;
-    const std::string content = std::exchange(old, ""); // no file yet
-    EXPECT_FALSE(t_configFile().Save(errors, path.c_str()));
-    Store(old = content);
+    damaged = true, failing = 0, failsOn = false;
+    EXPECT_FALSE(save()) << "nothing can be set aside";
+    EXPECT_EQ(old, Stored());
+    damaged = false;
     ASSERT_TRUE(CreateHardLinkW(scratch.Path(L"other").c_str(), path.c_str(), nullptr));
-    EXPECT_FALSE(Save());
-    EXPECT_EQ(L"系统错误5|保存ini文件失败:" + path + L"|系统错误1920|保存ini文件失败:" + path, Entries(errors));
+    EXPECT_FALSE(save());
+    EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path, Entries(errors));
     EXPECT_EQ(old, scratch.Read(L"other"));
-    folder = ordinary;
-    EXPECT_TRUE(Save()) << "the other name is left with the old content";
-    EXPECT_EQ(old, scratch.Read(L"other"));
+    DeleteFileW(path.c_str());
+    old.clear(), folder = withoutNewFiles, rewritten = nullptr;
+    EXPECT_FALSE(t_configFile().Save(errors, path.c_str()));
+    EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path + L"|系统错误5|保存ini文件失败:" + path, Entries(errors));
 }
 
 struct t_testCipher : t_cipher

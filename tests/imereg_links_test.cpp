@@ -89,3 +89,17 @@ TEST(Links, NothingChangesWhereALaterOneLeads)
         }
     }
 }
+
+TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
+{
+    const t_scratchRegistry registry;
+    WriteHive(HKEY_CURRENT_USER);
+    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
+        "RegCreateKeyExW", [&](HKEY key, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options, auto... arguments) {
+            return (options & REG_OPTION_OPEN_LINK) != 0
+                       ? LSTATUS{ERROR_INVALID_PARAMETER}
+                       : create.Original(key, name, reserved, type, options, arguments...);
+        });
+    EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
+    EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
+}

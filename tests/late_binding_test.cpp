@@ -16,38 +16,33 @@ extern "C" FARPROC WINAPI __delayLoadHelper2(PCImgDelayDescr library, FARPROC* s
 
 namespace {
 
-// What the linker lays down for a late-bound library, here of two functions. The offsets want static storage.
-struct t_lateLibrary
+// What the linker lays down for a late-bound function, the second of its library. The offsets want static storage.
+struct t_lateImport
 {
-    struct t_function
+    char library[16];
+    struct
     {
         WORD hint;
         char name[24];
-    };
-    char file[16];
-    t_function functions[2];
+    } function;
     HMODULE module = nullptr;
     FARPROC slots[2] = {};
     IMAGE_THUNK_DATA names[2] = {};
 
-    decltype(&ImmInstallIMEW) Bind(int index)
+    decltype(&ImmInstallIMEW) Bind()
     {
         const auto rva = [](const void* place) {
             return static_cast<DWORD>(static_cast<const BYTE*>(place) - reinterpret_cast<const BYTE*>(&__ImageBase));
         };
-        names[index].u1.AddressOfData = rva(&functions[index]);
-        ImgDelayDescr descriptor{};
-        descriptor.rvaDLLName = rva(file);
-        descriptor.rvaHmod = rva(&module);
-        descriptor.rvaIAT = rva(slots);
-        descriptor.rvaINT = rva(names);
-        EXPECT_EQ(__delayLoadHelper2(&descriptor, &slots[index]), slots[index]);
-        return reinterpret_cast<decltype(&ImmInstallIMEW)>(reinterpret_cast<void*>(slots[index]));
+        names[1].u1.AddressOfData = rva(&function);
+        const ImgDelayDescr descriptor{0, rva(library), rva(&module), rva(slots), rva(names), 0, 0, 0};
+        EXPECT_EQ(__delayLoadHelper2(&descriptor, &slots[1]), slots[1]);
+        return reinterpret_cast<decltype(&ImmInstallIMEW)>(reinterpret_cast<void*>(slots[1]));
     }
 };
 
-t_lateLibrary present = {"kernel32.dll", {{0, "GetModuleHandleW"}, {0, "NoSuchFunction"}}};
-t_lateLibrary missing = {"no_such.dll", {{0, "ImmInstallIMEW"}, {0, "ImmDisableIME"}}};
+t_lateImport present = {"kernel32.dll", {0, "GetModuleHandleW"}};
+t_lateImport missing[] = {{"kernel32.dll", {0, "NoSuchFunction"}}, {"no_such.dll", {0, "ImmInstallIMEW"}}};
 
 } // namespace
 
@@ -57,15 +52,15 @@ TEST(LateBinding, WhatIsMissingFailsLikeTheCallItStandsFor)
     ReadSystemDirectory(path);
     std::wstring loaded;
     ImmImportPatch<decltype(&LoadLibraryExW)> load("LoadLibraryExW", [&](LPCWSTR file, HANDLE none, DWORD flags) {
-        loaded += std::wstring(file) + L";";
+        loaded += file;
         return load.Original(file, none, flags);
     });
-    EXPECT_NE(nullptr, present.Bind(0)(L"kernel32.dll", L""));
-    const decltype(&ImmInstallIMEW) functions[] = {present.Bind(1), missing.Bind(0), missing.Bind(1)};
-    for (const auto function : functions) {
+    EXPECT_NE(nullptr, present.Bind()(L"kernel32.dll", L""));
+    for (t_lateImport& import : missing) {
+        const auto function = import.Bind();
         SetLastError(ERROR_SUCCESS);
         EXPECT_EQ(nullptr, function(L"file", L"text"));
         EXPECT_EQ(DWORD{ERROR_PROC_NOT_FOUND}, GetLastError());
     }
-    EXPECT_EQ(path + L"\\kernel32.dll;" + path + L"\\no_such.dll;" + path + L"\\no_such.dll;", loaded);
+    EXPECT_EQ(path + L"\\kernel32.dll" + path + L"\\kernel32.dll" + path + L"\\no_such.dll", loaded);
 }

@@ -49,6 +49,7 @@ constexpr wchar_t kMailslot[] = L"\\\\.\\mailslot\\tarvo_launch_test";
 // a class of programs, which this shell follows as that of Windows does.
 TEST(LaunchProcess, StartsTheFileThatWasChecked)
 {
+    SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
     const std::wstring program = SignedModule(L"started.EXE");
     const t_handle mail = MakeFileHandle(CreateMailslotW(kMailslot, 0, 60000, nullptr));
@@ -93,6 +94,7 @@ TEST(LaunchProcess, StartsTheFileThatWasChecked)
 // Where the user's classes cannot be looked at, a program is not given to the shell, but everything else is.
 TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
 {
+    SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
     const ImmImportPatch<decltype(&RegOpenKeyExW)> classes(
         "RegOpenKeyExW", [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });

@@ -126,6 +126,13 @@ struct LogFile : LogWriter
 {
     LogFile() { CreateDirectoryW(folder.c_str(), nullptr); }
 
+    void SetUp() override
+    {
+        if (realFinalPath == nullptr) {
+            GTEST_SKIP() << "XP has no call for the path of an open file that could be answered otherwise";
+        }
+    }
+
     // What became of the folder's log file, which is missing at first.
     t_outcome LogIn(const std::wstring& asked)
     {

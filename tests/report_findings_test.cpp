@@ -6,6 +6,7 @@
 #include "report/findings.h"
 #include "report/json.h"
 #include "report/log_tail.h"
+#include "report/options.h"
 #include "report/stored_text.h"
 #include "report/text.h"
 #include "report/utf8.h"
@@ -234,7 +235,7 @@ t_report Full()
     report.lists.hives[0].hidden = {Entry(L"1", 0xE0200804, kPy)};
     report.lists.hives[1].unseen = {L"HKEY_USERS\\.DEFAULT: 系统错误5"};
     report.messages.unread = {{L"错误\t一", true}};
-    report.messages.logs = {{L"C:\\error.log", {L"第一行", L"第二行"}}};
+    report.messages.logs = {{L"C:\\error.log", {L"第一行", L"第二\x9F行"}}};
     report.findings = Judge(report);
     return report;
 }
@@ -303,7 +304,7 @@ Messages
     (flagged) 错误�一
   C:\error.log
     第一行
-    第二行
+    第二�行
 
 Findings: 8
   text-service-too-early: The text service of TarvoTSF.ime is registered, which only Windows 8 and later use.
@@ -312,7 +313,7 @@ Findings: 8
     Install the product again from the maker's setup package.
   module-in-use: C:\windows\system32\TarvoPY.ime is loaded by 记事本.exe (12).
     End these programs, or restart Windows, before it is replaced or deleted.
-  module-unsigned: C:\windows\system32\TarvoTSF.ime is not known as the maker's own: no signature.
+  module-unsigned: C:\windows\system32\TarvoTSF.ime is not known as the maker's own: no signature
     Install the product again from the maker's setup package.
   pending-file-operation: C:\Tarvo\a waits for a restart to become C:\Tarvo\b.
     Restart Windows.
@@ -424,4 +425,30 @@ TEST(LogTail, ReadsTheLastWholeLines)
     EXPECT_EQ(L"d|", lines("d\0e"s, true, 9)); // half a character, no line end
     EXPECT_EQ(L"", lines("", true, 9));
     EXPECT_EQ(L"", lines("x", false, 9));
+}
+
+TEST(ReportOptions, AreThreeAndNothingElse)
+{
+    struct t_row
+    {
+        std::vector<const wchar_t*> arguments;
+        const wchar_t* expected; // "json help output", or the problem
+    };
+    const t_row rows[] = {
+        {{}, L"0 0 "},
+        {{L"--json", L"--output", L"--help"}, L"1 0 --help"},
+        {{L"--output", L"a", L"--help", L"--output", L"b"}, L"0 1 b"},
+        {{L"--output"}, L"--output wants a file"},
+        {{L"--output", L""}, L"--output wants a file"},
+        {{L"--help", L"-json"}, L"unknown argument \"-json\"; see --help"},
+        {{L""}, L"unknown argument \"\"; see --help"},
+    };
+    for (const t_row& row : rows) {
+        t_options options;
+        t_str problem;
+        const bool valid = ParseOptions(row.arguments, options, problem);
+        EXPECT_EQ(row.expected, valid ? FormatStr(L"%d %d %s", static_cast<int>(options.json),
+                                                  static_cast<int>(options.help), options.output.c_str())
+                                      : problem);
+    }
 }

@@ -57,13 +57,17 @@ TEST(PendingList, TakesOutWhatConcernsAPathAndNothingElse)
         EXPECT_EQ(rest, RemoveFromPendingList(stored, path, count)) << path;
         EXPECT_EQ(removed, count);
     }
-    std::size_t count = 0;
+    std::size_t count = 9;
+    constexpr auto noSource = L"\0\\??\\C:\\a\0\0"sv;
+    EXPECT_EQ(noSource, RemoveFromPendingList(noSource, L"C:\\a", count));
+    EXPECT_EQ(0u, count);
     EXPECT_EQ(L"", RemoveFromPendingList(L"\\??\\C:\\a\0\0\0"sv, L"C:\\a", count)); // no empty list stays
 }
 
 TEST(ShellCommand, SplitsAsTheShellDoesAndRefusesTheRest)
 {
     const auto exists = [](const t_path& path) {
+        EXPECT_TRUE(path.starts_with(L"C:\\")); // a path of a server is not even asked for
         static const std::set<std::wstring> files = {L"C:\\Program Files\\B.exe", L"C:\\Program.exe x\\c.EXE"};
         return files.contains(path);
     };
@@ -149,7 +153,9 @@ struct t_builtImage
         Text(0x16A, "Leaf");
         Text(0x170, "Other");
 
-        Section(0x1A0 + 12, kBase + 0x10); // behind an entry of another function
+        Section(0x1A0, kBase + 0x40); // no entry: it ends before it begins
+        Section(0x1A4, kBase);
+        Section(0x1A0 + 12, kBase + 0x10);
         Section(0x1A0 + 16, kBase + 0x30);
         Section(0x1C0, kBase); // one block: the end of padding, then the address
         Section(0x1C4, 12);

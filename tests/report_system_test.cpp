@@ -186,15 +186,22 @@ TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
     EXPECT_TRUE(ReadIntegrityLevel(level));
     EXPECT_EQ(0x3000u, level);
 
-    ImmImportPatch<decltype(&LookupAccountNameW)> unknown(
-        "LookupAccountNameW",
-        [&](LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD size, LPWSTR domain, LPDWORD domainSize,
-            PSID_NAME_USE use) -> WINBOOL {
-            const bool bare = std::wcschr(account, L'\\') == nullptr;
-            return bare && unknown.Original(system, account, sid, size, domain, domainSize, use);
-        });
-    EXPECT_TRUE(ReadCurrentSession(errors, session)); // by the bare name
-    EXPECT_EQ(name, session.user);
+    // The name with the domain is not known; the bare one is that of a user, or of something else.
+    for (const SID_NAME_USE kind : {SidTypeUser, SidTypeDomain}) {
+        ImmImportPatch<decltype(&LookupAccountNameW)> lookup(
+            "LookupAccountNameW",
+            [&](LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD size, LPWSTR domain, LPDWORD domainSize,
+                PSID_NAME_USE use) -> WINBOOL {
+                const bool found = std::wcschr(account, L'\\') == nullptr &&
+                                   lookup.Original(system, account, sid, size, domain, domainSize, use);
+                *use = kind;
+                return found;
+            });
+        EXPECT_EQ(kind == SidTypeUser, ReadCurrentSession(errors, session));
+        EXPECT_EQ(name, session.user);
+        EXPECT_EQ(kind == SidTypeUser, !session.userSid.empty());
+    }
+    EXPECT_EQ(L"系统错误1332|无法读取会话用户", Entries(errors));
 }
 
 TEST_F(ReportSystem, FindsCodeThatIsNotTheFiles)

@@ -10,6 +10,7 @@
 #include "runtime/os_flags.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
+#include "tests/real_windows.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
 
@@ -88,7 +89,8 @@ TEST_F(Runtime, FillsEveryFieldOnce)
     EXPECT_STREQ(L"1234", runtime.BuildNumber());
     EXPECT_EQ(std::tuple(L"c:\\office\\outlook.exe"s, L"c:\\office"s, L"outlook.exe"s),
               std::tuple(runtime.ProcessPath(), runtime.ProcessDirectory(), runtime.ProcessShortName()));
-    EXPECT_TRUE(runtime.VistaOrLater() && runtime.KnownHostApplication());
+    EXPECT_EQ(!RunsBeforeVista(), runtime.VistaOrLater());
+    EXPECT_TRUE(runtime.KnownHostApplication());
     EXPECT_EQ(!runtime.Windows8OrLater(), runtime.IgnoreCancel());
     EXPECT_FALSE(runtime.OldSystem() || runtime.SafeMode() || runtime.ShellHost());
     EXPECT_TRUE(runtime.ProcessItem() != nullptr && runtime.ProcessItem()->type.Value() == 5);

@@ -9,6 +9,7 @@
 #include "base/ascii_case.h"
 #include "base/path.h"
 #include "base/singleton.h"
+#include "imereg/layout_handle.h"
 
 namespace {
 
@@ -110,18 +111,27 @@ t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor
     RegOverridePredefKey(HKEY_CURRENT_USER, MakeKey(HKEY_USERS, L"own").Get());
 }
 
-bool t_simulatedMachine::Run(const wchar_t* option, std::size_t killAfter)
+void t_simulatedMachine::AddLayout(std::uint32_t klid, const wchar_t* imeFile, bool isLoaded)
+{
+    WriteText(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid), L"Ime File", imeFile);
+    if (isLoaded) {
+        loaded.push_back(HandleOf(klid));
+    }
+}
+
+bool t_simulatedMachine::Run(const wchar_t* option, std::size_t killAfter, t_actionMode mode)
 {
     std::wstring program = L"TarvoLayout.exe", text = option;
     wchar_t* arguments[] = {program.data(), text.data()};
     t_errorChain errors;
-    t_actionMode mode = t_actionMode::Install;
     changes = 0;
+    steps.clear();
     killPoint = killAfter;
     counting = true;
     bool ended = true;
     try {
-        EXPECT_TRUE(ParseAndDispatch(errors, arguments, 2, &mode));
+        EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
+        EXPECT_TRUE(errors.IsEmpty());
     } catch (const t_killed&) {
         ended = false;
     }
@@ -167,12 +177,12 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 {
     counting = false;
     std::uint32_t klid = 0xE0200804;
-    for (; KeyExists(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid)); klid += 0x10000) {
+    while (KeyExists(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid))) {
+        klid += 0x10000;
     }
-    const t_str key = FormatStr(L"%s\\%08X", kLayouts, klid);
-    WriteText(HKEY_LOCAL_MACHINE, key, L"Ime File", std::wstring(FileNamePart(path)));
-    WriteText(HKEY_LOCAL_MACHINE, key, L"Layout Text", text);
-    loaded.push_back(reinterpret_cast<HKL>(std::intptr_t{static_cast<std::int32_t>(klid)}));
+    AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
+    WriteText(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid), L"Layout Text", text);
+    steps += std::wstring(L"install ") + text + L"; ";
     counting = true;
     Changed();
     return loaded.back();
@@ -180,18 +190,28 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 
 UINT t_simulatedMachine::FileName(HKL layout, wchar_t* buffer, UINT units)
 {
-    const auto klid = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(layout));
-    const std::wstring name = ReadText(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid), L"Ime File");
-    return static_cast<UINT>((name + L'\0').copy(buffer, units));
+    const t_str key = FormatStr(L"%s\\%08X", kLayouts, KlidOf(layout));
+    return static_cast<UINT>((ReadText(HKEY_LOCAL_MACHINE, key, L"Ime File") + L'\0').copy(buffer, units));
 }
 
-bool t_simulatedMachine::Regsvr32(const wchar_t* parameters)
+bool t_simulatedMachine::Unload(HKL layout)
+{
+    const bool known = std::erase(loaded, layout) != 0;
+    steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
+    Changed();
+    return known;
+}
+
+bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 {
     counting = false;
-    if (std::wstring_view(parameters).starts_with(L"/s /u ")) {
-        SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService);
-    } else {
+    const std::wstring_view parameters = commandLine.substr(commandLine.find(L"/s"));
+    const std::wstring switches(parameters.substr(0, parameters.find(L':') - 1));
+    steps += switches + std::wstring(FileNamePart(parameters)) + L"; ";
+    if (switches == L"/s ") {
         MakeKey(HKEY_LOCAL_MACHINE, kTextService);
+    } else {
+        SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService);
     }
     counting = true;
     Changed();

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "app/action_options.h"
 #include "tests/fake_os_version.h"
 #include "tests/scratch_registry.h"
 
@@ -46,10 +47,21 @@ public:
     // Makes the machine another Windows, as an upgrade of the system does.
     void Upgrade(WORD major, WORD minor) { os.Set(major, minor); }
 
+    // Registers an IME layout, which is loaded already or not.
+    void AddLayout(std::uint32_t klid, const wchar_t* imeFile, bool isLoaded);
+
     // Runs one command line as a process of its own would.
+    //   option     none when it is empty
     //   killAfter  number of changing calls after which the action is killed; 0 lets it end
+    //   mode       the mode without options
     // Returns false when it was killed.
-    bool Run(const wchar_t* option, std::size_t killAfter = 0);
+    bool Run(const wchar_t* option, std::size_t killAfter = 0, t_actionMode mode = t_actionMode::Install);
+
+    // Has every opening and creating of a key refused to the actions.
+    void RefuseKeys() { refuse = true; }
+
+    // What the last run asked of the input-method manager and of regsvr32, in order.
+    const std::wstring& Steps() const { return steps; }
 
     t_machineState State() const;
 
@@ -71,52 +83,46 @@ private:
     std::vector<HKL> loaded;
     std::size_t changes = 0;
     std::size_t killPoint = 0;
+    std::wstring steps;
+    bool refuse = false;
     bool counting = false; // the machine's own calls are not the action's
 
-#define COUNTED(member, function, tag)                                                                                 \
+#define PATCH(member, function, tag, ...)                                                                              \
     ImmImportPatch<decltype(&function), tag> member                                                                    \
     {                                                                                                                  \
-#function, [this](auto... arguments) { return Counted(member.Original(arguments...)); }                        \
+#function, __VA_ARGS__                                                                                         \
     }
-    COUNTED(setValue, RegSetValueExW, 0);
-    COUNTED(deleteKey, RegDeleteKeyW, 1);
-    COUNTED(deleteValue, RegDeleteValueW, 2);
-#undef COUNTED
-    ImmImportPatch<decltype(&RegCreateKeyExW)> createKey{
-        "RegCreateKeyExW", [this](HKEY root, LPCWSTR name, auto... arguments) {
-            const LSTATUS result = createKey.Original(root, name, arguments...);
-            return *name != L'\0' ? Counted(result) : result; // an empty name only gives another handle
-        }};
-    ImmImportPatch<decltype(&RegLoadKeyW)> loadHive{"RegLoadKeyW",
-                                                    [this](HKEY, LPCWSTR name, LPCWSTR) { return LoadHive(name); }};
-    ImmImportPatch<decltype(&RegUnLoadKeyW), 3> unloadHive{"RegUnLoadKeyW",
-                                                           [this](HKEY, LPCWSTR name) { return UnloadHive(name); }};
-    ImmImportPatch<decltype(&GetFileAttributesW)> attributes{"GetFileAttributesW", [this](LPCWSTR path) {
-                                                                 return std::wstring_view(path).ends_with(L"NTUSER.DAT")
-                                                                            ? FILE_ATTRIBUTE_NORMAL
-                                                                            : attributes.Original(path);
-                                                             }};
-    ImmImportPatch<decltype(&ImmInstallIMEW)> install{
-        "ImmInstallIMEW", [this](LPCWSTR path, LPCWSTR text) { return InstallIme(path, text); }};
-    ImmImportPatch<decltype(&GetKeyboardLayoutList)> list{
-        "GetKeyboardLayoutList", [this](int count, HKL* layouts) {
-            std::copy_n(loaded.begin(), std::min(loaded.size(), static_cast<std::size_t>(count)), layouts);
-            return static_cast<int>(loaded.size());
-        }};
-    ImmImportPatch<decltype(&ImmGetIMEFileNameW)> file{
-        "ImmGetIMEFileNameW",
-        [this](HKL layout, LPWSTR buffer, UINT units) { return FileName(layout, buffer, units); }};
-    ImmImportPatch<decltype(&UnloadKeyboardLayout)> unload{"UnloadKeyboardLayout", [this](HKL layout) -> WINBOOL {
-                                                               const bool known = std::erase(loaded, layout) != 0;
-                                                               Changed();
-                                                               return known;
-                                                           }};
-    ImmImportPatch<decltype(&ShellExecuteExW)> execute{
-        "ShellExecuteExW", [this](SHELLEXECUTEINFOW* info) -> WINBOOL { return Regsvr32(info->lpParameters); }};
+    PATCH(setValue, RegSetValueExW, 0, [this](auto... all) { return Counted(setValue.Original(all...)); });
+    PATCH(deleteKey, RegDeleteKeyW, 1, [this](auto... all) { return Counted(deleteKey.Original(all...)); });
+    PATCH(deleteValue, RegDeleteValueW, 2, [this](auto... all) { return Counted(deleteValue.Original(all...)); });
+    PATCH(openKey, RegOpenKeyExW, 0,
+          [this](auto... all) { return refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : openKey.Original(all...); });
+    PATCH(createKey, RegCreateKeyExW, 0, [this](HKEY root, LPCWSTR name, auto... all) {
+        const LSTATUS result =
+            refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : createKey.Original(root, name, all...);
+        return *name != L'\0' ? Counted(result) : result; // an empty name only gives another handle
+    });
+    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY, LPCWSTR name, LPCWSTR) { return LoadHive(name); });
+    PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR name) { return UnloadHive(name); });
+    PATCH(attributes, GetFileAttributesW, 0, [this](LPCWSTR path) {
+        const bool hive = std::wstring_view(path).ends_with(L"NTUSER.DAT");
+        return hive ? FILE_ATTRIBUTE_NORMAL : attributes.Original(path);
+    });
+    PATCH(install, ImmInstallIMEW, 0, [this](LPCWSTR path, LPCWSTR text) { return InstallIme(path, text); });
+    PATCH(list, GetKeyboardLayoutList, 0, [this](int count, HKL* layouts) {
+        std::copy_n(loaded.begin(), std::min(loaded.size(), static_cast<std::size_t>(count)), layouts);
+        return static_cast<int>(loaded.size());
+    });
+    PATCH(file, ImmGetIMEFileNameW, 0, [this](auto... all) { return FileName(all...); });
+    PATCH(unload, UnloadKeyboardLayout, 0, [this](HKL layout) -> WINBOOL { return Unload(layout); });
+    PATCH(execute, ShellExecuteExW, 0, [this](auto* info) -> WINBOOL { return Regsvr32(info->lpParameters); });
+    PATCH(process, CreateProcessW, 0, [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return Regsvr32(line); });
+#undef PATCH
 
     LSTATUS LoadHive(const wchar_t* name);
     LSTATUS UnloadHive(const wchar_t* name);
     HKL InstallIme(const wchar_t* path, const wchar_t* text);
     UINT FileName(HKL layout, wchar_t* buffer, UINT units);
-    bool Regsvr32(const wchar_t* parameters);
+    bool Unload(HKL layout);
+    bool Regsvr32(std::wstring_view commandLine);
 };

@@ -11,6 +11,7 @@
 
 #include "base/module_path.h"
 #include "tests/import_patch.h"
+#include "tests/real_windows.h"
 #include "tests/scratch_registry.h"
 
 // Full path of a file in the folder of the signed modules, where tests may write their own too.
@@ -21,6 +22,12 @@ inline std::wstring SignedModule(const std::wstring& name)
     path.CutLastComponent();
     return path + L"\\signed_modules\\signed\\" + name;
 }
+
+// Windows asks the person at the screen before it adds to the user's root certificates.
+#define SKIP_WITHOUT_TRUST_SCOPE()                                                                                     \
+    if (!RunsUnderWine()) {                                                                                            \
+        GTEST_SKIP() << "trusting the test's authority would ask a question on Windows";                               \
+    }
 
 // Makes the throw-away authority a trusted one for the life of a test. The current user's root certificates lie in the
 // scratch registry; the machine's are left alone, and the product is given a store in memory in their place.

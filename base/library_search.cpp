@@ -1,4 +1,4 @@
-#include "app/library_search.h"
+#include "base/library_search.h"
 
 #include "base/system_function.h"
 

@@ -1,0 +1,71 @@
+// What the report reads of hostile values and files; the first byte chooses which.
+#include "base/image_code.h"
+#include "base/pending_list.h"
+#include "base/shell_command.h"
+#include "report/log_tail.h"
+#include "report/stored_text.h"
+#include "report/utf8.h"
+#include "tests/fuzz/fuzz_input.h"
+
+namespace {
+
+void ReadImage(std::span<const std::uint8_t> bytes)
+{
+    const t_imageFile image(bytes);
+    const std::uint32_t address = image.FindFunction("Known");
+    Check(image.IsValid() || address == 0);
+    Check(image.ReadFunction(address, 0x7FF612340000).size() <= t_imageFile::kMaxFunctionBytes);
+}
+
+void ReadPending(const t_str& stored)
+{
+    std::size_t removed = 0;
+    const t_pendingOperations operations = ReadPendingList(stored);
+    for (const t_pendingOperation& operation : operations) {
+        if (operation.source.empty()) {
+            continue;
+        }
+        const std::wstring rest = RemoveFromPendingList(stored, operation.source, removed);
+        Check(removed > 0 && ReadPendingList(rest).size() + removed == operations.size());
+    }
+}
+
+void Split(const t_str& command)
+{
+    t_shellCommand result;
+    const auto exists = [](const t_path& path) { return path.size() % 3 == 0; };
+    if (SplitShellCommand(command, exists, result)) {
+        Check(result.program.size() > 6 && result.program[1] == L':' && result.program.size() < 260);
+        Check(result.program.size() + result.arguments.size() <= command.size() + 4); // ".exe" may have been added
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    if (size == 0) {
+        return 0;
+    }
+    const std::span bytes(data + 1, size - 1);
+    const t_str text = ToUnits(data + 1, size - 1);
+    std::uint32_t klid = 0;
+    switch (*data) {
+    case 'i':
+        ReadImage(bytes);
+        break;
+    case 'p':
+        ReadPending(text);
+        break;
+    case 's':
+        Split(text);
+        break;
+    case 'l':
+        Check(n_report::LastLines({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, false, 3).size() <= 3);
+        break;
+    default:
+        Check(n_report::ReadPreloadText(L"1", *data, bytes, klid).text.size() <= bytes.size() / 2);
+        Check(n_report::ToUtf8(text).size() <= 3 * text.size());
+    }
+    return 0;
+}
