@@ -308,7 +308,11 @@ bool t_reg::DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKe
     if (result == ERROR_FILE_NOT_FOUND && !mustExist) {
         return true;
     }
-    if (result == ERROR_ACCESS_DENIED) {
+    t_keyHandle target;
+    // The repair goes by name: what a link leads to must not be given away.
+    if (result == ERROR_ACCESS_DENIED && OpenUnlinkedKey(handle.Get(), OrEmpty(subKey), READ_CONTROL | KEY_WOW64_32KEY,
+                                                         target) != ERROR_CANT_RESOLVE_FILENAME) {
+        target.Reset();
         repair.Grant(FormatStr(L"%s\\%s", path.c_str(), OrEmpty(subKey)), SE_REGISTRY_KEY);
         result = RegDeleteKeyW(handle.Get(), OrEmpty(subKey));
     }

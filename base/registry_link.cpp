@@ -66,8 +66,9 @@ LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key)
         return RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, created.Put(), nullptr);
     };
     // The option opens a link of that name itself, where nothing is made through it; opening it again tells the two
-    // apart. It is documented for opening only: should a system refuse it here, a list that was just deleted must be
-    // made anew all the same.
+    // apart. It is documented for opening only: should a system refuse or ignore it here, a list that was just deleted
+    // must be made anew all the same, and a link that is planted in that moment makes an empty key where it leads. No
+    // value is written there.
     t_keyHandle created;
     LSTATUS result = create(REG_OPTION_OPEN_LINK, created);
     if (result == ERROR_INVALID_PARAMETER) {

@@ -3,6 +3,6 @@
 bool ReadLayoutDescription(t_errorChain&, t_str& description, const t_reg& key)
 {
     description.clear();
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     return key.ReadString(unreported, description, MAX_PATH, L"Description");
 }

@@ -19,7 +19,7 @@ bool IsVariantLayout(std::uint32_t klid)
 bool FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
 {
     klid = 0;
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     t_reg layouts(HKEY_LOCAL_MACHINE);
     DWORD count = 0;
     if (!layouts.Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32) ||
@@ -36,7 +36,6 @@ bool FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
             klid = candidate;
             return true;
         }
-        unreported.Clear();
     }
     return false;
 }

@@ -9,7 +9,7 @@ const wchar_t* GetProductImeFileName()
     if (runtime == nullptr) {
         return kClassicImeFile;
     }
-    t_errorChain discarded; // the system flags are set whatever else fails
+    t_errorChain discarded(t_errorChain::kDiscarding); // the system flags are set whatever else fails
     runtime->Initialise(discarded);
     return runtime->Windows8OrLater() ? kTextServiceImeFile : kClassicImeFile;
 }

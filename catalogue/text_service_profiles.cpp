@@ -68,7 +68,7 @@ private:
     void WalkProfiles(const t_reg& languages, const t_str& language)
     {
         t_reg profiles(languages);
-        t_errorChain unreported;
+        t_errorChain unreported(t_errorChain::kDiscarding);
         DWORD count = 0;
         if (!OpenAndCount(unreported, profiles, language.c_str(), count)) {
             return;
@@ -90,7 +90,7 @@ private:
             errors.Fail(L"not a valid tsf");
             return;
         }
-        t_errorChain unreported;
+        t_errorChain unreported(t_errorChain::kDiscarding);
         t_str substitute;
         if (profile.ReadString(unreported, substitute, MAX_PATH, L"SubstituteLayout")) {
             SetHklFromHandle(record, ParseHexPrefix(substitute));
@@ -125,7 +125,7 @@ bool FindServerPath(const t_guid& clsid, t_str& path)
     for (const wchar_t* const kind : {L"InProcServer32", L"LocalServer32"}) {
         for (const t_regAccess view : {t_regAccess::view32, t_regAccess::read}) {
             t_reg server(HKEY_CLASSES_ROOT);
-            t_errorChain unreported;
+            t_errorChain unreported(t_errorChain::kDiscarding);
             if (server.Open(unreported, JoinPath(classKey, kind).c_str(), view) &&
                 (server.ReadString(unreported, path, MAX_PATH, nullptr) ||
                  server.GetDefaultExpandString(unreported, path)) &&

@@ -65,8 +65,8 @@ private:
 
     t_cipher* cipher;
     t_configText text;
-    // Of the files that the last Load of failed on, by their paths without letter case. Texts are compared: a program
-    // composes the path of a file once, and to tell whether two spellings name one file it would have to be opened.
+    // Of the files whose last Load failed, by their paths without letter case. Texts are compared: a program composes
+    // the path of a file once, and to tell whether two spellings name one file it would have to be opened.
     std::map<std::wstring, t_loss> losses;
 };
 

@@ -25,11 +25,17 @@ struct t_attributeTag
 };
 constexpr int kAttributeTagClass = 9;
 
+// Since Vista.
+using t_finalPathFunction = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
+t_finalPathFunction FindFinalPathFunction()
+{
+    return FindSystemFunction<t_finalPathFunction>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+}
+
 // Where an open file or folder lies, without a backslash at the end. Empty when the system cannot tell.
 t_path ReadFinalPath(HANDLE opened)
 {
-    using t_function = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
-    const auto getFinalPath = FindSystemFunction<t_function>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+    const t_finalPathFunction getFinalPath = FindFinalPathFunction();
     wchar_t buffer[1024];
     const DWORD length =
         getFinalPath != nullptr ? getFinalPath(opened, buffer, ARRAYSIZE(buffer), kOpenedNameOnDevice) : 0;
@@ -146,7 +152,9 @@ public:
             return false;
         }
         finalPath = ReadFinalPath(folder.Get());
-        return finalPath.empty() ? !LeadsOverLink(asked) : IsAskedPath(finalPath, asked);
+        // A look at the names on the way can be outrun; it serves only where there is nothing better.
+        return finalPath.empty() ? FindFinalPathFunction() == nullptr && !LeadsOverLink(asked)
+                                 : IsAskedPath(finalPath, asked);
     }
 
     t_path FilePath(const wchar_t* name) const { return JoinPath(asked, name); }

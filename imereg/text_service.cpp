@@ -19,7 +19,7 @@ void RunRegistration(const wchar_t* switches)
     const t_path module = JoinPath(directory, kTextServiceImeFile);
     const t_str parameters = FormatStr(L"%s%s", switches, module.c_str());
     const t_path program = JoinPath(directory, L"regsvr32.exe");
-    t_errorChain discarded;
+    t_errorChain discarded(t_errorChain::kDiscarding);
     LaunchProcess(discarded, program.c_str(), nullptr, parameters.c_str(), L"*", SW_SHOW, 0);
 
     UseCatalogue([](t_hklManager_InstallWrap& catalogue, t_errorChain& errors) {

@@ -9,7 +9,7 @@ template <class Use>
 void UseCatalogue(Use use)
 {
     if (auto* const catalogue = ImmSingleton<t_hklManager_InstallWrap>::Instance()) {
-        t_errorChain discarded;
+        t_errorChain discarded(t_errorChain::kDiscarding);
         use(*catalogue, discarded);
     }
 }

@@ -81,8 +81,9 @@ t_keyHandle OpenInteractiveUserHive()
         return {};
     }
     const t_localMemory owner(sidText);
-    // The access mask is passed as the options too. It has the bit of REG_OPTION_OPEN_LINK: a link in the place of the
-    // hive would be opened itself and not followed.
+    // The access mask is passed as the options too, which is the interface's fixed form. Of its bits the system knows
+    // REG_OPTION_OPEN_LINK: a link in the place of the hive would be opened itself and not followed. Where another bit
+    // is refused, the hive counts as one that cannot be opened.
     t_keyHandle hive;
     RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
     return hive;

@@ -87,9 +87,9 @@ t_path FolderOf(std::wstring_view program)
 bool HasOwnProgramClass()
 {
     constexpr const wchar_t* kKeys[] = {
-        L"Software\\Classes\\.exe",
-        L"Software\\Classes\\exefile",
+        L"Software\\Classes\\.exe", L"Software\\Classes\\exefile",
         L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\.exe\\UserChoice",
+        L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\.exe\\UserChoiceLatest", // since 11
     };
     return std::any_of(std::begin(kKeys), std::end(kKeys), [](const wchar_t* name) {
         t_keyHandle key;

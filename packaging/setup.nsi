@@ -98,11 +98,12 @@ VIFileVersion "${PRODUCT_VERSION}"
   ${If} $0 != "Admin"
     !insertmacro Refuse ${EXIT_NOT_ELEVATED} "$(NotElevated)"
   ${EndIf}
-  ; Never closed, so the system does it however we end. A null handle is another administrator's mutex.
-  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\TarvoInputSetup")p.r0 ?e'
+  ; A file that only administrators can make: a mutex could be held by anybody, who would then keep the product from being
+  ; upgraded or removed. Never closed (FILE_FLAG_DELETE_ON_CLOSE), so the system deletes it however we end.
+  System::Call 'kernel32::CreateFileW(w "$SYSDIR\TarvoInputSetup.lock", i 0x40000000, i 0, p 0, i 2, i 0x04000000, p 0)p.r0 ?e'
   Pop $1
-  ${If} $0 P= 0
-  ${OrIf} $1 = 183 ; ERROR_ALREADY_EXISTS
+  ${If} $0 P= -1
+  ${AndIf} $1 = 32 ; ERROR_SHARING_VIOLATION
     !insertmacro Refuse ${EXIT_BUSY} "$(Busy)"
   ${EndIf}
 !macroend

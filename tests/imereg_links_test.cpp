@@ -103,3 +103,16 @@ TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
     EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
     EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
 }
+
+// As S-1-5-18 is one to .DEFAULT.
+TEST(Links, RootMayBeOne)
+{
+    const t_scratchRegistry registry;
+    WriteHive(MakeKey(HKEY_USERS, L"hive").Get());
+    const t_scratchLink link(HKEY_USERS, L"link", MakeKey(HKEY_USERS, L"hive").Get());
+    t_keyHandle root;
+    ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_USERS, L"link", 0, KEY_ALL_ACCESS, root.Put()));
+    const std::wstring before = DumpKey(HKEY_USERS, L"hive");
+    RemoveFromPreload(kListed, root.Get());
+    EXPECT_NE(before, DumpKey(HKEY_USERS, L"hive"));
+}

@@ -66,7 +66,8 @@ TEST(LaunchProcess, StartsTheFileThatWasChecked)
     });
     const std::wstring explorer = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\.exe\\";
     const std::pair<std::wstring, bool> kKeys[] = {
-        {L"Software\\Classes\\txtfile", false}, {explorer + L"OpenWithList", false},   {explorer + L"UserChoice", true},
+        {L"Software\\Classes\\txtfile", false}, {explorer + L"OpenWithList", false},
+        {explorer + L"UserChoice", true},       {explorer + L"UserChoiceLatest", true},
         {L"Software\\Classes\\.exe", true},     {L"Software\\Classes\\exefile", true},
     };
     for (const auto& [key, isOfPrograms] : kKeys) {

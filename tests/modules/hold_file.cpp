@@ -1,5 +1,5 @@
-// hold_file load|open|mutex NAME: keeps a file in use until it is killed, loaded as programs load a module or open
-// without allowing its renaming, or holds a mutex. Says whether it does.
+// hold_file load|open|make NAME: keeps a file in use until it is killed, loaded as programs load a module, open without
+// allowing its renaming, or made for itself alone. Says whether it does.
 #include <windows.h>
 
 #include <cstdio>
@@ -16,7 +16,7 @@ int wmain(int, wchar_t** arguments)
         held = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
         break;
     default:
-        held = CreateMutexW(nullptr, FALSE, name);
+        held = CreateFileW(name, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
     }
     std::puts(held != nullptr && held != INVALID_HANDLE_VALUE ? "held" : "not held");
     std::fflush(stdout);
