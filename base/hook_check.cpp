@@ -5,15 +5,15 @@
 #include <map>
 #include <string>
 
-#include "base/handles.h"
 #include "base/image_code.h"
 #include "base/module_path.h"
+#include "base/open_file.h"
 
 namespace {
 
 using t_bytes = itl::ImmSimpleArray<std::uint8_t>;
 
-constexpr LONGLONG kMaxLibraryBytes = LONGLONG{64} << 20; // several times the largest of the libraries
+constexpr std::size_t kMaxLibraryBytes = std::size_t{64} << 20; // several times the largest of the libraries
 
 // Since Windows 7 most functions of kernel32.dll and advapi32.dll only lead to those of kernelbase.dll.
 constexpr t_systemFunction kSelected[] = {
@@ -40,21 +40,15 @@ constexpr t_systemFunction kSelected[] = {
     {L"imm32.dll", "ImmGetIMEFileNameW"},
 };
 
-bool ReadLibrary(HMODULE module, t_bytes& bytes)
+bool ReadLibrary(HMODULE module, std::string& bytes)
 {
     t_path path;
     if (!ReadModulePath(module, path)) {
         return false;
     }
-    const t_handle file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                                     nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    LARGE_INTEGER size{};
-    if (!file || !GetFileSizeEx(file.Get(), &size) || size.QuadPart > kMaxLibraryBytes) {
-        return false;
-    }
-    bytes.resize(static_cast<std::size_t>(size.QuadPart));
-    DWORD read = 0;
-    return ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr) && read == bytes.size();
+    const t_openFile file(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING,
+                          FILE_FLAG_SEQUENTIAL_SCAN);
+    return file && file.ReadAll(bytes, kMaxLibraryBytes);
 }
 
 // Copies this process's own memory: pages that a hook has left unreadable fail the call instead of the program.
@@ -68,14 +62,15 @@ bool ReadMemory(const void* address, t_bytes& bytes)
 struct t_loadedLibrary
 {
     explicit t_loadedLibrary(const wchar_t* name)
-        : module(GetModuleHandleW(name)), fileIsRead(module != nullptr && ReadLibrary(module, bytes)), image(bytes)
+        : module(GetModuleHandleW(name)), fileIsRead(module != nullptr && ReadLibrary(module, bytes)),
+          image({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()})
     {
     }
     t_loadedLibrary(const t_loadedLibrary&) = delete;
     t_loadedLibrary& operator=(const t_loadedLibrary&) = delete;
 
     HMODULE module;
-    t_bytes bytes;
+    std::string bytes;
     bool fileIsRead;
     t_imageFile image;
 };

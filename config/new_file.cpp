@@ -5,33 +5,12 @@
 #include <string>
 #include <utility>
 
-#include "config/file_bytes.h"
-
 namespace n_config {
-
-namespace {
-
-// A share may withhold the right to change the access list.
-t_handle CreateEmpty(const ::t_path& path)
-{
-    t_handle file;
-    for (const DWORD securityRights : {DWORD{WRITE_DAC}, DWORD{0}}) {
-        // A link under that name is a file that exists, whatever it leads to.
-        file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE | securityRights, 0, nullptr, CREATE_NEW,
-                                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-        if (file || GetLastError() != ERROR_ACCESS_DENIED) {
-            break;
-        }
-    }
-    return file;
-}
-
-} // namespace
 
 t_newFile::~t_newFile()
 {
     if (exists) {
-        file.Reset();
+        file.Close();
         DeleteFileW(path.c_str());
     }
 }
@@ -44,7 +23,10 @@ DWORD t_newFile::Create(std::wstring_view folder)
     for (int attempt = 0; attempt < 100 && code == ERROR_FILE_EXISTS; ++attempt, ++number) {
         // A name of 8 and 3 characters fits into every directory that can be made.
         path = FormatStr(L"%s%08x.tmp", directory.c_str(), number);
-        file = CreateEmpty(path);
+        // A link under that name is a file that exists, whatever it leads to. A share may withhold the right to change
+        // the access list.
+        file = t_openFile(path.c_str(), GENERIC_WRITE, 0, CREATE_NEW,
+                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, WRITE_DAC);
         exists = static_cast<bool>(file);
         code = exists ? DWORD{ERROR_SUCCESS} : GetLastError();
     }
@@ -59,17 +41,15 @@ void t_newFile::CopyAccessList(const wchar_t* from)
     if (descriptor != nullptr && GetFileSecurityW(from, DACL_SECURITY_INFORMATION, descriptor.get(), size, &size)) {
         // Without this request the list would no longer count as inherited from the directory.
         SetSecurityDescriptorControl(descriptor.get(), SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
-        SetKernelObjectSecurity(file.Get(), DACL_SECURITY_INFORMATION, descriptor.get());
+        SetKernelObjectSecurity(file.Handle(), DACL_SECURITY_INFORMATION, descriptor.get());
     }
 }
 
 DWORD t_newFile::Write(std::string_view bytes)
 {
-    DWORD code = WriteBytes(file.Get(), bytes);
-    if (code == ERROR_SUCCESS && !FlushFileBuffers(file.Get())) {
-        code = GetLastError();
-    }
-    file.Reset();
+    const bool written = file.Write(bytes.data(), bytes.size()) && file.Flush();
+    const DWORD code = written ? DWORD{ERROR_SUCCESS} : GetLastError();
+    file.Close();
     return code;
 }
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "base/handles.h"
+#include "base/open_file.h"
 #include "base/path.h"
 
 namespace n_config {
@@ -38,7 +38,7 @@ public:
 
 private:
     ::t_path path;
-    t_handle file;
+    t_openFile file;
     bool exists = false;
 };
 

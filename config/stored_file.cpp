@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <new>
 
-#include "base/handles.h"
+#include "base/open_file.h"
 #include "config/new_file.h"
 #include "diag/system_error.h"
 
@@ -36,10 +36,9 @@ DWORD RetryWhileRefused(Call call)
     return code;
 }
 
-DWORD Open(t_handle& file, const wchar_t* path, DWORD access, DWORD share, DWORD flags)
+DWORD CodeOf(bool done)
 {
-    file = MakeFileHandle(CreateFileW(path, access, share, nullptr, OPEN_EXISTING, flags, nullptr));
-    return file ? DWORD{ERROR_SUCCESS} : GetLastError();
+    return done ? DWORD{ERROR_SUCCESS} : GetLastError();
 }
 
 std::wstring_view FolderOf(std::wstring_view path)
@@ -49,8 +48,7 @@ std::wstring_view FolderOf(std::wstring_view path)
 
 DWORD Rename(const wchar_t* from, const wchar_t* to)
 {
-    return MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ? DWORD{ERROR_SUCCESS}
-                                                                                     : GetLastError();
+    return CodeOf(MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
 }
 
 DWORD ReplaceByNewFile(const wchar_t* path, std::string_view bytes, t_oldContent old)
@@ -93,24 +91,10 @@ DWORD KeepContent(t_newFile& kept, const wchar_t* path, std::string_view content
     return code;
 }
 
-bool SetPosition(HANDLE file, std::size_t position)
-{
-    LARGE_INTEGER offset{};
-    offset.QuadPart = static_cast<LONGLONG>(position);
-    return SetFilePointerEx(file, offset, nullptr, FILE_BEGIN) != FALSE;
-}
-
 // Gives an open file, which is long enough for them, other bytes.
-DWORD Overwrite(HANDLE file, std::string_view bytes)
+bool Overwrite(const t_openFile& file, std::string_view bytes)
 {
-    if (!SetPosition(file, 0)) {
-        return GetLastError();
-    }
-    const DWORD code = WriteBytes(file, bytes);
-    if (code != ERROR_SUCCESS) {
-        return code;
-    }
-    return SetEndOfFile(file) && FlushFileBuffers(file) ? DWORD{ERROR_SUCCESS} : GetLastError();
+    return file.Seek(0) && file.Write(bytes.data(), bytes.size()) && file.Resize(bytes.size()) && file.Flush();
 }
 
 // A link, or another name, leads to a file that a less privileged user may have chosen.
@@ -124,18 +108,20 @@ bool HasOneName(HANDLE file)
 // keptPath receives the path of the old content where that could not be put back.
 DWORD WriteInPlace(const wchar_t* path, std::string_view bytes, ::t_path& keptPath)
 {
-    t_handle file;
+    t_openFile file;
     // No more than the rights that are used: a share may withhold others. Nobody may read half of the content.
-    DWORD code = RetryWhileRefused(
-        [&] { return Open(file, path, GENERIC_READ | FILE_WRITE_DATA, 0, FILE_FLAG_OPEN_REPARSE_POINT); });
+    DWORD code = RetryWhileRefused([&] {
+        file = t_openFile(path, GENERIC_READ | FILE_WRITE_DATA, 0, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+        return CodeOf(static_cast<bool>(file));
+    });
     if (code != ERROR_SUCCESS) {
         return code == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_ACCESS_DENIED} : code; // the folder refused a new file
     }
-    if (!HasOneName(file.Get())) {
+    if (!HasOneName(file.Handle())) {
         return ERROR_CANT_ACCESS_FILE;
     }
     std::string old;
-    code = ReadBytes(file.Get(), old, kMaxFileBytes);
+    code = CodeOf(file.ReadAll(old, kMaxFileBytes));
     t_newFile kept;
     if (code == ERROR_SUCCESS) {
         code = KeepContent(kept, path, old);
@@ -144,11 +130,11 @@ DWORD WriteInPlace(const wchar_t* path, std::string_view bytes, ::t_path& keptPa
         return code;
     }
     // Room first, so that a full disk refuses before anything is written.
-    if (!SetPosition(file.Get(), std::max(old.size(), bytes.size())) || !SetEndOfFile(file.Get())) {
+    if (!file.Resize(std::max(old.size(), bytes.size()))) {
         return GetLastError();
     }
-    code = Overwrite(file.Get(), bytes);
-    if (code != ERROR_SUCCESS && Overwrite(file.Get(), old) != ERROR_SUCCESS) {
+    code = CodeOf(Overwrite(file, bytes));
+    if (code != ERROR_SUCCESS && !Overwrite(file, old)) {
         keptPath = kept.Keep();
     }
     return code;
@@ -161,12 +147,11 @@ bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& byte
     try {
         bool opened = false;
         const DWORD code = RetryWhileRefused([&] {
-            t_handle file;
             // A program that has the file open for writing keeps nobody from reading it.
-            const DWORD result = Open(file, path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      FILE_FLAG_SEQUENTIAL_SCAN);
-            opened = result == ERROR_SUCCESS;
-            return opened ? ReadBytes(file.Get(), bytes, maxBytes) : result;
+            const t_openFile file(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN);
+            opened = static_cast<bool>(file);
+            return CodeOf(opened && file.ReadAll(bytes, maxBytes));
         });
         return code == ERROR_SUCCESS ||
                FailWithSystemError(errors, code, opened ? L"无法读取ini文件" : L"无法打开ini文件");

@@ -3,10 +3,13 @@
 #include <string>
 #include <string_view>
 
-#include "config/file_bytes.h"
 #include "diag/error_chain.h"
 
 namespace n_config {
+
+// The size in bytes beyond which a file is not read. Configuration files are small; some lie where any program of the
+// user can write.
+inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 // Reads a whole file, also one that another program has open for writing. One that cannot be opened or changes its
 // length meanwhile is tried again for an eighth of a second.

@@ -78,11 +78,10 @@ std::size_t DriveLength(std::wstring_view fullPath)
 }
 
 // A folder that is a link is opened itself, not what it leads to.
-t_handle OpenFolder(const t_path& path, DWORD access)
+t_openFile OpenFolder(const t_path& path, DWORD access)
 {
-    return MakeFileHandle(CreateFileW(DirectoryToAsk(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
-                                      nullptr));
+    return t_openFile(DirectoryToAsk(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING,
+                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT);
 }
 
 // Whether the final path of a folder is the full path that was asked for.
@@ -91,8 +90,8 @@ bool IsAskedPath(const t_path& finalPath, const t_path& asked)
     // A substituted or mapped drive stands for another name and is no link on the way: whoever named the drive could
     // have named what it stands for. A sandboxed program may not ask the drive; there the rest alone is compared.
     const std::size_t driveLength = DriveLength(asked);
-    const t_handle drive = OpenFolder(JoinPath(asked.substr(0, driveLength), L""), FILE_READ_ATTRIBUTES);
-    const t_path drivePath = drive ? ReadFinalPath(drive.Get()) : t_path();
+    const t_openFile drive = OpenFolder(JoinPath(asked.substr(0, driveLength), L""), FILE_READ_ATTRIBUTES);
+    const t_path drivePath = drive ? ReadFinalPath(drive.Handle()) : t_path();
 
     wchar_t longForm[MAX_PATH];
     const DWORD length = GetLongPathNameW(asked.c_str(), longForm, ARRAYSIZE(longForm));
@@ -147,11 +146,11 @@ public:
         asked = ReadFullPath(path);
         folder = OpenFolder(asked, FILE_LIST_DIRECTORY);
         BY_HANDLE_FILE_INFORMATION info{};
-        if (!folder || !GetFileInformationByHandle(folder.Get(), &info) ||
-            IsLink(folder.Get(), info.dwFileAttributes)) {
+        if (!folder || !GetFileInformationByHandle(folder.Handle(), &info) ||
+            IsLink(folder.Handle(), info.dwFileAttributes)) {
             return false;
         }
-        finalPath = ReadFinalPath(folder.Get());
+        finalPath = ReadFinalPath(folder.Handle());
         // A look at the names on the way can be outrun; it serves only where there is nothing better.
         return finalPath.empty() ? FindFinalPathFunction() == nullptr && !LeadsOverLink(asked)
                                  : IsAskedPath(finalPath, asked);
@@ -167,7 +166,7 @@ public:
 
 private:
     t_path asked;
-    t_handle folder;
+    t_openFile folder;
     t_path finalPath; // empty when the system cannot tell
 };
 
@@ -183,48 +182,41 @@ void RelaxSecurity(HANDLE file)
     }
 }
 
-t_handle OpenFile(const t_path& path, DWORD disposition, DWORD flags)
+// Changing the access list and the label takes two rights that reading and writing do not include.
+t_openFile OpenFile(const t_path& path, DWORD disposition, DWORD flags)
 {
-    t_handle file;
-    // Changing the access list and the label takes two rights that reading and writing do not include.
-    for (const DWORD securityRights : {DWORD{WRITE_DAC | WRITE_OWNER}, DWORD{0}}) {
-        file = MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | securityRights, 0, nullptr,
-                                          disposition, FILE_ATTRIBUTE_NORMAL | flags, nullptr));
-        if (file || GetLastError() != ERROR_ACCESS_DENIED) {
-            break;
-        }
-    }
-    return file;
+    return t_openFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, disposition, FILE_ATTRIBUTE_NORMAL | flags,
+                      WRITE_DAC | WRITE_OWNER);
 }
 
 } // namespace
 
-t_handle OpenLogFile(const t_path& folder, const wchar_t* name)
+t_openFile OpenLogFile(const t_path& folder, const wchar_t* name)
 {
     t_logFolder place;
     if (!place.Open(folder)) {
-        return t_handle();
+        return t_openFile();
     }
     // A link in place of the file is opened itself, not what it leads to: that would be made when it is missing.
-    t_handle file = OpenFile(place.FilePath(name), OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT);
+    t_openFile file = OpenFile(place.FilePath(name), OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT);
     BY_HANDLE_FILE_INFORMATION info{};
-    if (!file || !GetFileInformationByHandle(file.Get(), &info) || IsLink(file.Get(), info.dwFileAttributes)) {
-        return t_handle();
+    if (!file || !GetFileInformationByHandle(file.Handle(), &info) || IsLink(file.Handle(), info.dwFileAttributes)) {
+        return t_openFile();
     }
     if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
         // What was opened is the form that a deduplicated or cloud file is stored in; its content takes the other way.
-        file.Reset();
+        file.Close();
         file = OpenFile(place.FilePath(name), OPEN_EXISTING, 0);
         const BY_HANDLE_FILE_INFORMATION seen = info;
-        if (!file || !GetFileInformationByHandle(file.Get(), &info) ||
+        if (!file || !GetFileInformationByHandle(file.Handle(), &info) ||
             std::tie(info.dwVolumeSerialNumber, info.nFileIndexHigh, info.nFileIndexLow) !=
                 std::tie(seen.dwVolumeSerialNumber, seen.nFileIndexHigh, seen.nFileIndexLow)) {
-            return t_handle();
+            return t_openFile();
         }
     }
-    if (info.nNumberOfLinks > 1 || !place.Holds(file.Get(), name)) {
-        return t_handle();
+    if (info.nNumberOfLinks > 1 || !place.Holds(file.Handle(), name)) {
+        return t_openFile();
     }
-    RelaxSecurity(file.Get());
+    RelaxSecurity(file.Handle());
     return file;
 }

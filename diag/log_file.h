@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/handles.h"
+#include "base/open_file.h"
 #include "base/path.h"
 
 // Opens or creates a log file for this process alone, for reading and writing, and lets programs of every user and
@@ -13,6 +13,6 @@
 // name before and after instead.
 //   folder  an existing directory; a bare drive means its root
 //   name    file name; not null
-// Null when the file cannot be had or is not the one asked for. Behind it: CreateFileW, GetFinalPathNameByHandleW,
+// Empty when the file cannot be had or is not the one asked for. Behind it: CreateFileW, GetFinalPathNameByHandleW,
 // SetSecurityInfo.
-[[nodiscard]] t_handle OpenLogFile(const t_path& folder, const wchar_t* name);
+[[nodiscard]] t_openFile OpenLogFile(const t_path& folder, const wchar_t* name);

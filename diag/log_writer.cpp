@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <memory>
+#include <tuple>
 
 #include "base/directory.h"
 #include "base/module_path.h"
@@ -15,36 +16,20 @@
 
 namespace {
 
-constexpr LONGLONG kFullBytes = 102400;
-constexpr DWORD kKeptBytes = 61440; // also where the kept bytes begin
+constexpr std::uint64_t kFullBytes = 102400;
+constexpr std::size_t kKeptBytes = 61440; // also where the kept bytes begin
 constexpr wchar_t kMark = 0xFEFF;
-
-bool SeekTo(HANDLE file, LONGLONG offset, DWORD from)
-{
-    LARGE_INTEGER distance{};
-    distance.QuadPart = offset;
-    return SetFilePointerEx(file, distance, nullptr, from) != FALSE;
-}
-
-bool WriteAll(HANDLE file, const void* data, std::size_t bytes)
-{
-    DWORD written = 0;
-    return WriteFile(file, data, static_cast<DWORD>(bytes), &written, nullptr) && written == bytes;
-}
 
 // Cuts a full file to the mark and a later part. The file is emptied through the handle that was checked: CREATE_ALWAYS
 // would close it first, and then empty whatever somebody has put in its place before that could be checked.
-bool CutFile(HANDLE file)
+bool CutFile(const t_openFile& file)
 {
     const auto kept = std::make_unique<BYTE[]>(kKeptBytes);
-    DWORD count = 0;
-    if (!SeekTo(file, kKeptBytes, FILE_BEGIN) || !ReadFile(file, kept.get(), kKeptBytes, &count, nullptr)) {
+    std::size_t count = 0;
+    if (!file.Seek(kKeptBytes) || !file.Read(kept.get(), kKeptBytes, count)) {
         count = 0;
     }
-    if (!SeekTo(file, 0, FILE_BEGIN) || !SetEndOfFile(file)) {
-        return false;
-    }
-    return count == 0 || (WriteAll(file, &kMark, sizeof(kMark)) && WriteAll(file, kept.get(), count));
+    return file.Resize(0) && (count == 0 || (file.Write(&kMark, sizeof(kMark)) && file.Write(kept.get(), count)));
 }
 
 t_str MakeLine(t_errorChain& chain, std::uint32_t number)
@@ -65,19 +50,14 @@ t_str MakeLine(t_errorChain& chain, std::uint32_t number)
 
 void AppendLogLine(t_errorChain& chain, const t_path& folder, const wchar_t* name, std::uint32_t number)
 {
-    const t_handle file = OpenLogFile(folder, name);
-    LARGE_INTEGER size{};
-    if (!file || !GetFileSizeEx(file.Get(), &size)) {
-        return;
-    }
-    if (size.QuadPart >= kFullBytes && (!CutFile(file.Get()) || !GetFileSizeEx(file.Get(), &size))) {
-        return;
-    }
-    if (!SeekTo(file.Get(), 0, FILE_END) || (size.QuadPart == 0 && !WriteAll(file.Get(), &kMark, sizeof(kMark)))) {
+    const t_openFile file = OpenLogFile(folder, name);
+    std::uint64_t size = 0;
+    if (!file || !file.ReadSize(size) || (size >= kFullBytes && (!CutFile(file) || !file.ReadSize(size))) ||
+        !file.Seek(size) || (size == 0 && !file.Write(&kMark, sizeof(kMark)))) {
         return;
     }
     const t_str line = MakeLine(chain, number);
-    WriteAll(file.Get(), line.data(), line.size() * sizeof(wchar_t));
+    std::ignore = file.Write(line.data(), line.size() * sizeof(wchar_t));
 }
 
 // Empty when it was not known at the first request.

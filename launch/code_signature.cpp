@@ -208,7 +208,7 @@ public:
         subject.member.pcwszCatalogFilePath = info.wszCatalogFile;
         subject.member.pcwszMemberTag = memberTag.c_str();
         subject.member.pcwszMemberFilePath = file.Path().c_str();
-        subject.member.hMemberFile = file.Handle();
+        subject.member.hMemberFile = file.File().Handle();
         subject.member.pbCalculatedFileHash = hash;
         subject.member.cbCalculatedFileHash = hashBytes;
         subject.admin = admin;
@@ -231,7 +231,7 @@ LONG ReadOwnSigner(const t_trustFunctions& functions, const t_heldFile& file, t_
     WINTRUST_FILE_INFO subject{};
     subject.cbStruct = sizeof(subject);
     subject.pcwszFilePath = file.Path().c_str();
-    subject.hFile = file.Handle();
+    subject.hFile = file.File().Handle();
     WINTRUST_DATA request{};
     request.dwUnionChoice = WTD_CHOICE_FILE;
     request.pFile = &subject;
@@ -246,10 +246,10 @@ LONG ReadCatalogueSigner(const t_trustFunctions& trustFunctions, const t_heldFil
     }
     LONG status = TRUST_E_NOSIGNATURE;
     if (functions.acquireForAlgorithm != nullptr) {
-        status = t_catalogueSearch(functions, file.Handle(), L"SHA256").ReadSigner(trustFunctions, file, signer);
+        status = t_catalogueSearch(functions, file.File().Handle(), L"SHA256").ReadSigner(trustFunctions, file, signer);
     }
     if (status == TRUST_E_NOSIGNATURE) {
-        status = t_catalogueSearch(functions, file.Handle(), nullptr).ReadSigner(trustFunctions, file, signer);
+        status = t_catalogueSearch(functions, file.File().Handle(), nullptr).ReadSigner(trustFunctions, file, signer);
     }
     return status;
 }

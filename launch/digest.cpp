@@ -10,26 +10,26 @@
 
 namespace {
 
-constexpr DWORD kPieceBytes = 128 * 1024;
+constexpr std::size_t kPieceBytes = 128 * 1024;
 
 } // namespace
 
-bool ComputeMd5(HANDLE file, t_md5Digest& digest)
+bool ComputeMd5(const t_openFile& file, t_md5Digest& digest)
 {
     static_assert(sizeof(digest) == MD5_DIGEST_LENGTH);
-    if (!SetFilePointerEx(file, {}, nullptr, FILE_BEGIN)) {
+    if (!file.Seek(0)) {
         return false;
     }
     const auto piece = std::make_unique_for_overwrite<BYTE[]>(kPieceBytes);
     MD5_CTX context;
     MD5_Init(&context);
-    DWORD count = 0;
+    std::size_t count = 0;
     do {
-        if (!ReadFile(file, piece.get(), kPieceBytes, &count, nullptr)) {
+        if (!file.Read(piece.get(), kPieceBytes, count)) {
             return false;
         }
         MD5_Update(&context, piece.get(), count);
-    } while (count != 0);
+    } while (count == kPieceBytes);
     MD5_Final(digest.data(), &context);
     return true;
 }

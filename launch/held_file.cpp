@@ -97,11 +97,10 @@ bool ReadRealPath(HANDLE opened, const t_path& plainPath, t_path& realPath)
 
 // Opens a file or folder to ask what it is; it takes part in no sharing.
 //   flags  further flags of CreateFileW
-t_handle OpenToIdentify(const t_path& path, DWORD flags = 0)
+t_openFile OpenToIdentify(const t_path& path, DWORD flags = 0)
 {
-    return MakeFileHandle(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                      FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr));
+    return t_openFile(path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | flags);
 }
 
 bool AreSame(HANDLE a, HANDLE b)
@@ -118,15 +117,15 @@ bool IsSystemDirectory(const t_path& realPath)
 {
     t_path plainSystemPath;
     ReadSystemDirectory(plainSystemPath);
-    const t_handle systemDirectory = OpenToIdentify(plainSystemPath);
+    const t_openFile systemDirectory = OpenToIdentify(plainSystemPath);
     t_path systemPath;
     // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
-    if (!systemDirectory || !ReadRealPath(systemDirectory.Get(), plainSystemPath, systemPath) ||
+    if (!systemDirectory || !ReadRealPath(systemDirectory.Handle(), plainSystemPath, systemPath) ||
         !EqualIgnoringCase(realPath, systemPath)) {
         return false;
     }
-    const t_handle folder = OpenToIdentify(realPath);
-    return folder && AreSame(folder.Get(), systemDirectory.Get());
+    const t_openFile folder = OpenToIdentify(realPath);
+    return folder && AreSame(folder.Handle(), systemDirectory.Handle());
 }
 
 // Finds the path of an open file in the system directory; false when it was not opened by a name of that directory, or
@@ -139,23 +138,23 @@ bool ReadSystemPath(HANDLE opened, const t_path& plainPath, t_path& systemPath)
     }
     t_path folderPath = name;
     folderPath.CutLastComponent();
-    const t_handle folder = OpenToIdentify(folderPath);
-    if (!folder || !ReadRealPath(folder.Get(), folderPath, systemPath) || !IsSystemDirectory(systemPath)) {
+    const t_openFile folder = OpenToIdentify(folderPath);
+    if (!folder || !ReadRealPath(folder.Handle(), folderPath, systemPath) || !IsSystemDirectory(systemPath)) {
         return false;
     }
     systemPath << L"\\";
     systemPath.append(FileNamePart(name));
     // Opened like this a link is a file of its own. Its attribute would not tell: files that the system keeps
     // compressed or fetches on demand have it too.
-    const t_handle named = OpenToIdentify(systemPath, FILE_FLAG_OPEN_REPARSE_POINT);
-    return named && AreSame(opened, named.Get());
+    const t_openFile named = OpenToIdentify(systemPath, FILE_FLAG_OPEN_REPARSE_POINT);
+    return named && AreSame(opened, named.Handle());
 }
 
 } // namespace
 
 bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
 {
-    file.Reset();
+    file.Close();
     t_path plainPath(path);
     std::replace(plainPath.begin(), plainPath.end(), L'/', L'\\');
     const t_path opened = plainPath;
@@ -166,20 +165,19 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
         return errors.Fail(L"模块校验失败:%s 指向文件中的数据流", path);
     }
 
-    file = MakeFileHandle(CreateFileW(opened.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    file = t_openFile(opened.c_str(), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
     if (!file) {
         return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法打开 %s", path);
     }
     // The files of the system directory are hard links: they have another name in the component store, which the system
     // may give for the real path. Only for other files is it asked.
-    if (!ReadSystemPath(file.Get(), plainPath, realPath) && !ReadRealPath(file.Get(), plainPath, realPath)) {
+    if (!ReadSystemPath(file.Handle(), plainPath, realPath) && !ReadRealPath(file.Handle(), plainPath, realPath)) {
         return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法确定 %s 的真实路径", path);
     }
     // The program is started by this path, so it must lead here. It may not: without "\\?\" a name that ends with a dot
     // or blank stands for another file, and before Vista a link could have been exchanged meanwhile.
-    const t_handle again = OpenToIdentify(realPath);
-    if (!again || !AreSame(file.Get(), again.Get())) {
+    const t_openFile again = OpenToIdentify(realPath);
+    if (!again || !AreSame(file.Handle(), again.Handle())) {
         return errors.Fail(L"模块校验失败:%s 与 %s 不是同一个文件", path, realPath.c_str());
     }
     return true;

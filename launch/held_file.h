@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/handles.h"
+#include "base/open_file.h"
 #include "base/path.h"
 #include "diag/error_chain.h"
 
@@ -16,8 +16,8 @@ public:
     // one whose real path is longer than 259 characters. Behind it: CreateFileW, GetFinalPathNameByHandleW.
     [[nodiscard]] bool Open(t_errorChain& errors, const wchar_t* path);
 
-    // Handle with read access; its file position is anywhere.
-    HANDLE Handle() const { return file.Get(); }
+    // Open for reading; its position is anywhere.
+    const t_openFile& File() const { return file; }
 
     // The real path: no links, no short names, no "..", in the plain form "C:\…" or "\\server\…". It was found to lead
     // to the very file that is held. Of a file with several names (hard links) it is any, but one that was opened by a
@@ -28,6 +28,6 @@ public:
     bool IsInSystemDirectory() const;
 
 private:
-    t_handle file;
+    t_openFile file;
     t_path realPath;
 };

@@ -27,7 +27,7 @@ bool IsMakersFile(t_errorChain& errors, const t_heldFile& file)
     const bool nameIsListed = std::any_of(list.begin(), list.end(), hasName);
     if (nameIsListed) {
         t_md5Digest digest;
-        if (!ComputeMd5(file.Handle(), digest)) {
+        if (!ComputeMd5(file.File(), digest)) {
             return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法读取 %s", file.Path().c_str());
         }
         if (std::any_of(list.begin(), list.end(),

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "base/handles.h"
+#include "base/open_file.h"
 #include "base/path.h"
 #include "report/described_errors.h"
 #include "report/gather.h"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr const wchar_t* kLogFiles[] = {L"error.log", L"userschdule.log"};
 constexpr std::size_t kLines = 10;
-constexpr LONGLONG kTailBytes = 16384;
+constexpr std::uint64_t kTailBytes = 16384;
 
 // A link that some program of the user put there would show another file's lines to whoever gets the report.
 bool IsLink(const t_path& path)
@@ -25,23 +25,20 @@ bool IsLink(const t_path& path)
 // Reads the last lines of a log; sets the last error on failure.
 bool ReadTail(const t_path& path, t_texts& lines)
 {
-    const t_handle file =
-        MakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                   nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    LARGE_INTEGER size{};
-    if (!file || !GetFileSizeEx(file.Get(), &size)) {
+    const t_openFile file(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                          OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+    std::uint64_t size = 0;
+    if (!file || !file.ReadSize(size)) {
         return false;
     }
-    LARGE_INTEGER from{};
-    from.QuadPart = size.QuadPart > kTailBytes ? (size.QuadPart - kTailBytes) & ~LONGLONG{1} : 0;
-    std::string bytes(static_cast<std::size_t>(size.QuadPart - from.QuadPart), '\0');
-    DWORD read = 0;
-    if (!SetFilePointerEx(file.Get(), from, nullptr, FILE_BEGIN) ||
-        !::ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr)) {
+    const std::uint64_t from = size > kTailBytes ? (size - kTailBytes) & ~std::uint64_t{1} : 0;
+    std::string bytes(static_cast<std::size_t>(size - from), '\0');
+    std::size_t count = 0;
+    if (!file.Seek(from) || !file.Read(bytes.data(), bytes.size(), count)) {
         return false;
     }
-    bytes.resize(read);
-    lines = LastLines(bytes, from.QuadPart == 0, kLines);
+    bytes.resize(count);
+    lines = LastLines(bytes, from == 0, kLines);
     return true;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "base/handles.h"
+#include "base/open_file.h"
 
 namespace n_report {
 
@@ -19,23 +19,6 @@ std::string WithLineEnds(std::string_view text)
         byte == '\n' ? lines.append("\r\n") : lines.append(1, byte);
     }
     return lines;
-}
-
-bool WriteBytes(HANDLE file, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        DWORD written = 0;
-        const auto chunk = static_cast<DWORD>(std::min(bytes.size(), kChunk));
-        if (!WriteFile(file, bytes.data(), chunk, &written, nullptr)) {
-            return false;
-        }
-        if (written == 0) {
-            SetLastError(ERROR_DISK_FULL);
-            return false;
-        }
-        bytes.remove_prefix(written);
-    }
-    return true;
 }
 
 bool WriteCharacters(HANDLE console, std::string_view bytes)
@@ -64,14 +47,15 @@ bool WriteToStandard(DWORD stream, std::string_view text)
     const HANDLE target = GetStdHandle(stream);
     const std::string lines = WithLineEnds(text);
     DWORD mode = 0;
-    return GetConsoleMode(target, &mode) ? WriteCharacters(target, lines) : WriteBytes(target, lines);
+    return GetConsoleMode(target, &mode) ? WriteCharacters(target, lines)
+                                         : WriteToHandle(target, lines.data(), lines.size());
 }
 
 bool WriteToFile(const wchar_t* path, std::string_view text)
 {
-    const t_handle file =
-        MakeFileHandle(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    return file && WriteBytes(file.Get(), WithLineEnds(text));
+    const std::string lines = WithLineEnds(text);
+    const t_openFile file(path, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL);
+    return file && file.Write(lines.data(), lines.size());
 }
 
 } // namespace n_report
