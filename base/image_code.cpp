@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/byte_stream.h"
+
 namespace {
 
 // Offsets and numbers of the file format.
@@ -38,10 +40,8 @@ template <class Integer>
 Integer t_imageFile::Read(std::size_t offset) const
 {
     Integer number = 0;
-    if (offset <= file.size() && sizeof(Integer) <= file.size() - offset) {
-        for (std::size_t i = 0; i < sizeof(Integer); ++i) {
-            number = static_cast<Integer>(number | static_cast<Integer>(file[offset + i]) << (8 * i));
-        }
+    if (offset <= file.size()) {
+        t_byteReader(std::as_bytes(file.subspan(offset))).Read(number);
     }
     return number;
 }

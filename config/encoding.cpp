@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "base/byte_stream.h"
+
 namespace n_config {
 
 namespace {
@@ -17,12 +19,13 @@ std::uint32_t Byte(char byte)
 
 bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::wstring& text)
 {
-    text.resize(bytes.size() / 2);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::uint32_t first = Byte(bytes[2 * i]), second = Byte(bytes[2 * i + 1]);
-        text[i] = static_cast<wchar_t>(bigEndian ? first << 8 | second : second << 8 | first);
+    text.clear();
+    text.reserve(bytes.size() / 2);
+    t_byteReader reader(std::as_bytes(std::span(bytes)));
+    for (std::uint16_t unit = 0; reader.Read(unit);) {
+        text += static_cast<wchar_t>(bigEndian ? static_cast<std::uint16_t>(unit << 8 | unit >> 8) : unit);
     }
-    return bytes.size() % 2 == 0;
+    return reader.Left() == 0;
 }
 
 bool DecodeUtf8(std::string_view bytes, std::wstring& text)
@@ -86,11 +89,8 @@ t_decoded DecodeText(std::string_view bytes, std::wstring& text)
 std::string EncodeUtf16(std::wstring_view text)
 {
     std::string bytes(kUtf16Mark);
-    bytes.reserve(bytes.size() + 2 * text.size());
-    for (const wchar_t unit : text) {
-        bytes += static_cast<char>(unit & 0xFF);
-        bytes += static_cast<char>(static_cast<std::uint32_t>(unit) >> 8 & 0xFF);
-    }
+    bytes.resize(bytes.size() + 2 * text.size());
+    t_byteWriter(std::as_writable_bytes(std::span(bytes)).subspan(kUtf16Mark.size())).WriteUnits(text);
     return bytes;
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "base/byte_stream.h"
 #include "base/str.h"
 
 enum class t_errorListResult
@@ -25,8 +26,8 @@ class t_errorListLayout
 public:
     static constexpr std::uint32_t kBytes = 1048576;
 
-    //   area  the list area, aligned to four bytes and at least as long as the header; must outlive this object
-    explicit t_errorListLayout(std::span<std::byte> area);
+    //   listArea  the list area, aligned to four bytes and at least as long as the header; must outlive this object
+    explicit t_errorListLayout(std::span<std::byte> listArea);
 
     // Writes the header of an empty list when there is none yet (capacity 0).
     void InitialiseIfNew();
@@ -51,18 +52,14 @@ public:
     t_errorListResult Contains(std::wstring_view text, bool& found) const;
 
 private:
-    // As it is stored, and what it says in units of the entries.
     struct t_header
     {
         std::uint32_t capacity, end, begin;
     };
-    struct t_bounds
-    {
-        std::size_t capacity, end, begin;
-    };
 
-    bool ReadHeader(t_bounds& bounds) const;
+    bool ReadHeader(t_header& bounds) const;
+    t_byteReader Unread(const t_header& bounds) const;
 
     t_header& header;
-    std::span<std::uint16_t> units; // the entries
+    std::span<std::byte> area; // of whole units, with the header
 };

@@ -1,18 +1,19 @@
 #include "report/log_tail.h"
 
+#include "base/byte_stream.h"
+
 namespace n_report {
 
 t_texts LastLines(std::string_view bytes, bool whole, std::size_t count)
 {
     constexpr wchar_t kMark = 0xFEFF;
     t_texts lines(1);
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        const auto unit =
-            static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
+    t_byteReader reader(std::as_bytes(std::span(bytes)));
+    for (std::uint16_t unit = 0; reader.Read(unit);) {
         if (unit == L'\n') {
             lines.emplace_back();
         } else if (unit != L'\r' && unit != kMark) {
-            lines.back() += unit;
+            lines.back() += static_cast<wchar_t>(unit);
         }
     }
     if (lines.back().empty()) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/byte_stream.h"
 #include "base/number_text.h"
 
 namespace n_report {
@@ -40,8 +41,9 @@ t_storedText ReadStoredText(std::uint32_t type, std::span<const std::uint8_t> da
         return stored;
     }
     t_str units;
-    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-        units += static_cast<wchar_t>(data[i] | data[i + 1] << 8);
+    t_byteReader reader(std::as_bytes(data));
+    for (std::uint16_t unit = 0; reader.Read(unit);) {
+        units += static_cast<wchar_t>(unit);
     }
     if (data.size() % 2 != 0) {
         AddOddity(stored.odd, FormatStr(L"%u bytes, half a character", static_cast<std::uint32_t>(data.size())));

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cwchar>
 #include <memory>
 #include <thread>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "base/ascii_case.h"
+#include "base/byte_stream.h"
 #include "base/elf_hash.h"
 #include "base/guid_text.h"
 #include "base/number_text.h"
@@ -135,6 +138,26 @@ TEST(Singleton, RegistryOwnsInOrderUpToItsLimit)
         EXPECT_EQ(nullptr, registry.Find("j"));
     }
     EXPECT_EQ("jihgfedcba", destroyed);
+}
+
+TEST(ByteStream, EndsWithItsBytes)
+{
+    std::array<std::byte, 8> bytes{};
+    const auto room = std::span(bytes).first(7); // the last byte belongs to somebody else
+    t_byteWriter writer(room);
+    EXPECT_TRUE(writer.Write(std::uint32_t{0x12345678}));
+    EXPECT_FALSE(writer.Write(std::uint32_t{1}));
+    EXPECT_FALSE(writer.WriteUnits(L"\x9519x"));
+    EXPECT_EQ((std::to_array<std::uint8_t>({0x78, 0x56, 0x34, 0x12, 0x19, 0x95, 0, 0})),
+              (std::bit_cast<std::array<std::uint8_t, 8>>(bytes)));
+    t_byteReader reader(room);
+    std::uint32_t number = 0;
+    EXPECT_TRUE(reader.Read(number) && !reader.Read(number));
+    EXPECT_EQ(0x12345678u, number);
+    std::wstring text;
+    EXPECT_FALSE(reader.ReadText(text)) << "no terminator";
+    EXPECT_EQ(L"\x9519", text);
+    EXPECT_EQ(1u, reader.Left());
 }
 
 } // namespace
