@@ -5,7 +5,7 @@
 namespace n_config {
 
 // What enciphers the bytes of a configuration file before they are stored, and deciphers them after they are read.
-// A program that has such files passes one to t_configFile; the library has none of its own.
+// A program that has such files passes one to t_configFile: t_textCipher, or one of its own.
 class t_cipher
 {
 public:

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <utility>
 #include <vector>
 
 #include "base/handles.h"
 #include "config/runtime_file.h"
+#include "config/text_cipher.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
 #include "tests/scratch_directory.h"
@@ -355,6 +357,45 @@ TEST_F(ConfigFile, EnciphersCodePage936)
     EXPECT_EQ("old", Stored());
     EXPECT_NE(0u, GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_READONLY);
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_F(ConfigFile, RefusesEncipheredTextWithAnotherKeyOrAChange)
+{
+    std::array<std::uint8_t, t_textCipher::kKeyBytes> key{1}, otherKey{2};
+    t_textCipher cipher(key), other(otherKey);
+    t_configFile file(&cipher), second(&cipher), wrong(&other);
+    file.Text().SetValue(L"a", L"secret", L"中");
+    ASSERT_TRUE(file.Save(errors, path.c_str()) && second.Load(errors, path.c_str()));
+    EXPECT_EQ(file.Text().Render(), second.Text().Render());
+    const std::string stored = Stored();
+    EXPECT_EQ(std::string::npos, stored.find("secret"));
+    EXPECT_FALSE(wrong.Load(errors, path.c_str()));
+    EXPECT_EQ(L"无法解析ini文件", Entries(errors));
+
+    for (std::size_t i = 0; i < stored.size(); ++i) {
+        std::string changed = stored, cut = stored.substr(0, i);
+        changed[i] ^= 1;
+        EXPECT_FALSE(cipher.Decipher(changed)) << i;
+        EXPECT_FALSE(cipher.Decipher(cut)) << i;
+    }
+    for (const std::string& text : {""s, std::string(1000, 'x')}) {
+        std::string once = text, twice = text;
+        EXPECT_TRUE(cipher.Encipher(once) && cipher.Encipher(twice));
+        EXPECT_NE(once, twice);
+        EXPECT_TRUE(cipher.Decipher(once));
+        EXPECT_EQ(text, once);
+    }
+
+    // As another implementation of the mode has it.
+    std::string sealed = "TVC1nonce nonce!\x52\x48\xEF\xFA\x6C\xF9\xDE\xBA\x56\x90\x79\x80\x9B\xBD\x35\xB0\x45\xDB\x04";
+    EXPECT_TRUE(cipher.Decipher(sealed));
+    EXPECT_EQ("[a]", sealed);
+
+    ImmImportPatch<BOOLEAN (*)(void*, ULONG)> random("SystemFunction036", [](auto...) { return BOOLEAN{FALSE}; });
+    errors.Clear();
+    EXPECT_FALSE(file.Save(errors, path.c_str()));
+    EXPECT_EQ(L"保存ini文件失败:加密失败", Entries(errors));
+    EXPECT_EQ(stored, Stored());
 }
 
 TEST_F(ConfigFile, RuntimeSchema)
