@@ -78,15 +78,14 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
         EXPECT_EQ(L"无法解析ini文件", LoadError());
     }
     {
-        ImmImportPatch<decltype(&ReadFile)> patch("ReadFile", [](auto...) { return SetLastError(23), FALSE; });
+        REPLACE(patch, ReadFile, [](auto...) { return SetLastError(23), FALSE; });
         EXPECT_EQ(L"系统错误23|无法读取ini文件", LoadError());
     }
     std::filesystem::resize_file(path, (64 << 20) + 1);
     EXPECT_EQ(L"系统错误223|无法读取ini文件", LoadError());
     std::filesystem::resize_file(path, 1 << 20);
     std::size_t largest = 1 << 19;
-    ImmImportPatch<decltype(&malloc)> limit(
-        "malloc", [&](std::size_t bytes) { return bytes <= largest ? limit.Original(bytes) : nullptr; });
+    REPLACE(limit, malloc, [&](std::size_t bytes) { return bytes <= largest ? limit.Original(bytes) : nullptr; });
     EXPECT_EQ(L"系统错误8|无法读取ini文件:分配内存失败", LoadError());
     largest = 3 << 19; // enough for the bytes, not for their text
     EXPECT_EQ(L"无法解析ini文件", LoadError());
@@ -118,8 +117,8 @@ TEST_F(ConfigFile, WaitsForWhoHoldsTheFile)
 TEST_F(ConfigFile, ReadsWhatDoesNotChangeMeanwhile)
 {
     std::vector<std::string> stored; // the last one next
-    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
-    ImmImportPatch<decltype(&ReadFile)> read("ReadFile", [&](auto... arguments) {
+    REPLACE(sleep, Sleep, [](DWORD) {});
+    REPLACE(read, ReadFile, [&](auto... arguments) {
         if (!stored.empty()) {
             Store(stored.back());
             stored.pop_back();
@@ -188,7 +187,7 @@ TEST_F(ConfigFile, SavesOverNothingThatItCouldNotRead)
 
     DeleteFileW(path.c_str());
     for (const bool missing : {false, true}) {
-        ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](auto) {
+        REPLACE(attributes, GetFileAttributesW, [&](auto) {
             return SetLastError(missing ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED), INVALID_FILE_ATTRIBUTES;
         });
         EXPECT_FALSE(file.Load(errors, path.c_str()));
@@ -251,13 +250,12 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         SetLastError(ERROR_DISK_FULL);
         return ++call == failing || (call > failing && failsOn);
     };
-    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
-    ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [&](DWORD size, wchar_t* buffer) {
+    REPLACE(sleep, Sleep, [](DWORD) {});
+    REPLACE(temp, GetTempPathW, [&](DWORD size, wchar_t* buffer) {
         return static_cast<DWORD>(temporary.copy(buffer, size)); // into cleared memory
     });
-    ImmImportPatch<decltype(&SetKernelObjectSecurity)> secure("SetKernelObjectSecurity",
-                                                              [&](auto... all) { return secure.Original(all...); });
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto name, DWORD access, auto... rest) {
+    REPLACE(secure, SetKernelObjectSecurity, [&](auto... all) { return secure.Original(all...); });
+    REPLACE(create, CreateFileW, [&](auto name, DWORD access, auto... rest) {
         const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
         const bool narrow = folder >= withoutNewFiles, isLoad = access == GENERIC_READ;
         if ((folder == withoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
@@ -267,7 +265,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         rewritten = isNew || isLoad ? rewritten : file;
         return file;
     });
-    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE file, auto data, DWORD size, auto... rest) {
+    REPLACE(write, WriteFile, [&](HANDLE file, auto data, DWORD size, auto... rest) {
         if (rewritten != nullptr && file == rewritten) {
             EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
             EXPECT_EQ("", Stored()) << "half of the content can be read";
@@ -275,11 +273,9 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         }
         return !fails(file) && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
     });
-    ImmImportPatch<decltype(&SetEndOfFile)> cut("SetEndOfFile",
-                                                [&](HANDLE file) { return !fails(file) && cut.Original(file); });
-    ImmImportPatch<decltype(&FlushFileBuffers), 1> flush(
-        "FlushFileBuffers", [&](HANDLE file) { return !fails(file) && flush.Original(file); });
-    ImmImportPatch<decltype(&MoveFileExW)> move("MoveFileExW", [&](auto... arguments) {
+    REPLACE(cut, SetEndOfFile, [&](HANDLE file) { return !fails(file) && cut.Original(file); });
+    REPLACE(flush, FlushFileBuffers, [&](HANDLE file) { return !fails(file) && flush.Original(file); });
+    REPLACE(move, MoveFileExW, [&](auto... arguments) {
         SetLastError(ERROR_ACCESS_DENIED);
         return folder != withoutReplacement && !fails() && move.Original(arguments...);
     });

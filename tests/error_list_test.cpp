@@ -81,7 +81,7 @@ TEST_F(ErrorList, CarriesEveryMessageOfSeveralProcesses)
 
 TEST_F(ErrorList, DISABLED_OpensAndDiesWriting)
 {
-    ImmImportPatch<decltype(&CreateFileMappingW)> create("CreateFileMappingW", [](auto...) { return nullptr; });
+    REPLACE(create, CreateFileMappingW, [](auto...) { return nullptr; });
     t_mutex mutex;
     ASSERT_TRUE(list.Open(errors) && list.Contains(L"first")) << Entries(errors);
     ASSERT_TRUE(mutex.Create(errors, L"tvpy_mutex_error_list") && mutex.Lock(errors));

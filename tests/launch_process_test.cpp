@@ -96,8 +96,7 @@ TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
 {
     SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
-    const ImmImportPatch<decltype(&RegOpenKeyExW)> classes(
-        "RegOpenKeyExW", [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
+    REPLACE(classes, RegOpenKeyExW, [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
     std::wstring toShell;
     const t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
         toShell = request->lpFile;

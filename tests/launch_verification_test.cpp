@@ -130,7 +130,7 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     if (!RunsUnderWine() && GetFileAttributesW(SignedModule(L"link").c_str()) == INVALID_FILE_ATTRIBUTES) {
         GTEST_SKIP() << "no symbolic links here: XP has none, and only an administrator makes them";
     }
-    const ImmImportPatch<decltype(&GetSystemDirectoryW)> directory("GetSystemDirectoryW", [&](LPWSTR text, UINT size) {
+    REPLACE(directory, GetSystemDirectoryW, [&](LPWSTR text, UINT size) {
         return lstrcpynW(text, system.c_str(), static_cast<int>(size)) != nullptr ? lstrlenW(text) : 0u;
     });
     const auto shortNameOf = [](const std::wstring& path) {
@@ -194,11 +194,10 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     EXPECT_THAT(Refusal(inside + L"::$DATA"), EndsWith(L"数据流"));
 
     // A disk or server whose files claim to be the same as those of the system.
-    const ImmImportPatch<decltype(&GetFileInformationByHandle)> forged(
-        "GetFileInformationByHandle", [](HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
-            *information = {};
-            return TRUE;
-        });
+    REPLACE(forged, GetFileInformationByHandle, [](HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
+        *information = {};
+        return TRUE;
+    });
     EXPECT_NE(Refusal(SignedModule(L"unsigned.exe")), L"");
 }
 

@@ -57,11 +57,11 @@ TEST(LibrarySearch, SkipsTheFoldersThatOthersWriteTo)
 TEST(LibrarySearch, TakesTheCurrentFolderOutOnOlderSystems)
 {
     std::wstring directory = L"none";
-    ImmImportPatch<decltype(&SetDllDirectoryW)> set("SetDllDirectoryW", [&](LPCWSTR path) -> WINBOOL {
+    REPLACE(set, SetDllDirectoryW, [&](LPCWSTR path) -> WINBOOL {
         directory = path;
         return TRUE;
     });
-    ImmImportPatch<decltype(&GetProcAddress)> older("GetProcAddress", [](HMODULE, LPCSTR) { return nullptr; });
+    REPLACE(older, GetProcAddress, [](HMODULE, LPCSTR) { return nullptr; });
     RestrictLibrarySearch();
     EXPECT_EQ(L"", directory);
 }

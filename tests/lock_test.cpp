@@ -32,7 +32,7 @@ TEST(Mutex, NameStandsInTheSessionsNamespace)
 TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
 {
     SECURITY_ATTRIBUTES* given = nullptr;
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [&](auto* security, BOOL owned, LPCWSTR name) {
+    REPLACE(create, CreateMutexW, [&](auto* security, BOOL owned, LPCWSTR name) {
         EXPECT_EQ(security == nullptr, name == nullptr);
         return create.Original(given = security, owned, name);
     });
@@ -64,7 +64,7 @@ TEST(OpenSecurity, ObjectsGrantEverythingAndFilesReadingAndWriting)
 
 TEST(Mutex, FailedCreateIsReportedAndLeavesNoLock)
 {
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return SetLastError(5), HANDLE{}; });
+    REPLACE(create, CreateMutexW, [](auto...) { return SetLastError(5), HANDLE{}; });
     t_errorChain errors;
     t_mutex mutex;
     EXPECT_FALSE(mutex.Create(errors, L"x"));
@@ -88,7 +88,7 @@ TEST(Mutex, EveryResultOfTheWait)
         t_errorChain errors;
         t_mutex mutex;
         EXPECT_TRUE(mutex.Create(errors, nullptr));
-        ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject", [&](HANDLE, DWORD limit) {
+        REPLACE(wait, WaitForSingleObject, [&](HANDLE, DWORD limit) {
             EXPECT_EQ(INFINITE, limit);
             SetLastError(ERROR_INVALID_HANDLE);
             return result;
@@ -100,9 +100,8 @@ TEST(Mutex, EveryResultOfTheWait)
 
 TEST(Mutex, DISABLED_OpensWhatTheParentHolds)
 {
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return nullptr; });
-    ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject",
-                                                        [&](HANDLE handle, DWORD) { return wait.Original(handle, 0); });
+    REPLACE(create, CreateMutexW, [](auto...) { return nullptr; });
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD) { return wait.Original(handle, 0); });
     t_errorChain errors;
     t_mutex mutex;
     ASSERT_TRUE(mutex.Create(errors, L"Local\\tarvo_test_shared"));
@@ -128,8 +127,7 @@ TEST(Mutex, ExcludesOtherProcessesAndSurvivesTheirDeath)
     EXPECT_TRUE(t_childProcess("Mutex.DISABLED_DiesHolding").Passed());
 
     DWORD waited = WAIT_FAILED;
-    ImmImportPatch<decltype(&WaitForSingleObject)> wait(
-        "WaitForSingleObject", [&](HANDLE handle, DWORD) { return waited = wait.Original(handle, 0); });
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD) { return waited = wait.Original(handle, 0); });
     EXPECT_TRUE(mutex.Lock(errors));
     EXPECT_EQ(DWORD{WAIT_ABANDONED}, waited);
 }

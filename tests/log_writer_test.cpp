@@ -48,7 +48,7 @@ TEST_F(LogWriter, MasksSelectBitsOfADword)
         Enable(static_cast<DWORD>(value));
         EXPECT_EQ(enabled, IsErrorLogEnabled(static_cast<std::uint32_t>(mask))) << value << ' ' << mask;
     }
-    ImmImportPatch<decltype(&FormatMessageW)> format("FormatMessageW", [](auto...) { return 0; });
+    REPLACE(format, FormatMessageW, [](auto...) { return 0; });
     WriteText(HKEY_CURRENT_USER, kKey, L"EnErrorLog", L"1");
     EXPECT_EQ("", Log());
     RegDeleteValueW(MakeKey(HKEY_CURRENT_USER, kKey).Get(), L"EnErrorLog");
@@ -150,23 +150,20 @@ struct LogFile : LogWriter
     std::map<std::string, void*> lookedUp{
         {"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&AnswerFinalPath)},
         {"GetFileInformationByHandleEx", reinterpret_cast<void*>(&AnswerAttributeTag)}};
-    ImmImportPatch<decltype(&GetProcAddress)> lookUp{"GetProcAddress", [this](HMODULE module, LPCSTR name) {
-                                                         return lookedUp.count(name) != 0
-                                                                    ? reinterpret_cast<FARPROC>(lookedUp[name])
-                                                                    : lookUp.Original(module, name);
-                                                     }};
+    REPLACE(lookUp, GetProcAddress, [this](HMODULE module, LPCSTR name) {
+        return lookedUp.count(name) != 0 ? reinterpret_cast<FARPROC>(lookedUp[name]) : lookUp.Original(module, name);
+    });
     std::vector<std::pair<SECURITY_INFORMATION, const ACL*>> relaxed;
-    ImmImportPatch<decltype(&SetSecurityInfo)> security{
-        "SetSecurityInfo", [this](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
-            relaxed.emplace_back(kind, kind == DACL_SECURITY_INFORMATION ? accessList : label);
-            return DWORD{ERROR_ACCESS_DENIED};
-        }};
+    REPLACE(security, SetSecurityInfo, [this](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
+        relaxed.emplace_back(kind, kind == DACL_SECURITY_INFORMATION ? accessList : label);
+        return DWORD{ERROR_ACCESS_DENIED};
+    });
 };
 
 TEST_F(LogFile, IsOpenedToEveryone)
 {
     changeFinalPath = &Unchanged;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto path, DWORD access, auto... rest) {
+    REPLACE(create, CreateFileW, [&](auto path, DWORD access, auto... rest) {
         SetLastError(ERROR_ACCESS_DENIED);
         return (access & WRITE_DAC) != 0 ? INVALID_HANDLE_VALUE : create.Original(path, access, rest...);
     });
@@ -220,10 +217,10 @@ TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
         {"cannot be asked, link comes late", folder, xpThenWithLink, nullptr, leftAlone},
     };
     t_system system = newer;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](LPCWSTR path, auto... rest) {
+    REPLACE(create, CreateFileW, [&](LPCWSTR path, auto... rest) {
         return system == sandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
     });
-    ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](LPCWSTR path) {
+    REPLACE(attributes, GetFileAttributesW, [&](LPCWSTR path) {
         const bool linked = system >= xpWithLink && path == directory.Path() &&
                             (system == xpWithLink || std::filesystem::exists(folder + L"\\error.log"));
         return attributes.Original(path) | (linked ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
@@ -254,18 +251,17 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
                                                           {inFolder, 0x9000101A, written}};
     t_place place = file;
     DWORD flags = 0, identity = 0;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto... asked) {
+    REPLACE(create, CreateFileW, [&](auto... asked) {
         flags = std::get<5>(std::tuple(asked...));
         return create.Original(asked...);
     });
-    ImmImportPatch<decltype(&GetFileInformationByHandle)> information(
-        "GetFileInformationByHandle", [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
-            const BOOL answered = information.Original(handle, info);
-            const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-            info->dwFileAttributes |= isFolder == (place == inFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
-            info->nFileIndexLow += place == exchanged ? ++identity : 0;
-            return answered;
-        });
+    REPLACE(information, GetFileInformationByHandle, [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
+        const BOOL answered = information.Original(handle, info);
+        const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        info->dwFileAttributes |= isFolder == (place == inFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+        info->nFileIndexLow += place == exchanged ? ++identity : 0;
+        return answered;
+    });
     for (const auto& [where, tag, outcome] : rows) {
         place = where;
         reparseTag = tag;
@@ -289,8 +285,7 @@ TEST_F(LogFile, WithASecondNameIsLeftAlone)
 TEST_F(LogFile, OfABareDriveLiesInItsRoot)
 {
     std::wstring opened;
-    ImmImportPatch<decltype(&CreateFileW)> create(
-        "CreateFileW", [&](LPCWSTR path, auto...) { return opened = path, INVALID_HANDLE_VALUE; });
+    REPLACE(create, CreateFileW, [&](LPCWSTR path, auto...) { return opened = path, INVALID_HANDLE_VALUE; });
     SetEnvironmentVariableW(L"=C:", folder.c_str()); // the drive's current directory
     LogIn(L"C:");
     SetEnvironmentVariableW(L"=C:", nullptr);

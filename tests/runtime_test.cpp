@@ -60,11 +60,9 @@ struct Runtime : testing::Test
     std::map<std::string, void*> lookedUp{{"GetModuleFileNameW", reinterpret_cast<void*>(&AnswerModuleFileName)},
                                           {"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}};
     // In place for every test, since the safe-API table is prepared once in a process.
-    ImmImportPatch<decltype(&GetProcAddress)> patch{"GetProcAddress", [this](HMODULE module, LPCSTR name) {
-                                                        return lookedUp.count(name) != 0
-                                                                   ? reinterpret_cast<FARPROC>(lookedUp[name])
-                                                                   : patch.Original(module, name);
-                                                    }};
+    REPLACE(patch, GetProcAddress, [this](HMODULE module, LPCSTR name) {
+        return lookedUp.count(name) != 0 ? reinterpret_cast<FARPROC>(lookedUp[name]) : patch.Original(module, name);
+    });
     t_errorChain errors;
     t_runtime runtime;
 };
@@ -166,8 +164,8 @@ TEST(OsFlags, ByVersionAndSource)
 TEST_F(Runtime, FailedStepsStopNothingAndMayBeRepeated)
 {
     {
-        ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [](auto...) { return SetLastError(5), 0; });
-        ImmImportPatch<decltype(&SHGetFolderPathW)> folder("SHGetFolderPathW", [](auto...) { return E_FAIL; });
+        REPLACE(temp, GetTempPathW, [](auto...) { return SetLastError(5), 0; });
+        REPLACE(folder, SHGetFolderPathW, [](auto...) { return E_FAIL; });
         programPath.assign(260, L'x');
         EXPECT_FALSE(Initialise(runtime));
         EXPECT_EQ(L"查找系统临时目录出错:5|系统错误-2147467259|SHGetFolderPath失败: "
