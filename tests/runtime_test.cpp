@@ -5,12 +5,10 @@
 #include <objbase.h>
 #include <shlobj.h>
 
-#include <map>
-
 #include "runtime/os_flags.h"
 #include "runtime/product_version.h"
 #include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/lookup_patch.h"
 #include "tests/real_windows.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
@@ -57,12 +55,9 @@ struct Runtime : testing::Test
     t_scratchRegistry scratch{HKEY_LOCAL_MACHINE};
     t_scratchDirectory directory;
     t_path programDirectory;
-    std::map<std::string, void*> lookedUp{{"GetModuleFileNameW", reinterpret_cast<void*>(&AnswerModuleFileName)},
-                                          {"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}};
     // In place for every test, since the safe-API table is prepared once in a process.
-    REPLACE(patch, GetProcAddress, [this](HMODULE module, LPCSTR name) {
-        return lookedUp.count(name) != 0 ? reinterpret_cast<FARPROC>(lookedUp[name]) : patch.Original(module, name);
-    });
+    t_lookupPatch lookUp{{{"GetModuleFileNameW", reinterpret_cast<void*>(&AnswerModuleFileName)},
+                          {"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}}};
     t_errorChain errors;
     t_runtime runtime;
 };
