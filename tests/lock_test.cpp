@@ -6,7 +6,6 @@
 #include "base/locker.h"
 #include "base/security.h"
 #include "tests/chain_entries.h"
-#include "tests/child_process.h"
 #include "tests/import_patch.h"
 
 namespace {
@@ -98,38 +97,19 @@ TEST(Mutex, EveryResultOfTheWait)
     }
 }
 
-TEST(Mutex, DISABLED_OpensWhatTheParentHolds)
+TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)
 {
+    t_errorChain errors;
+    t_mutex holder, mutex;
+    ASSERT_TRUE(holder.Create(errors, L"tarvo_test_shared") && holder.Lock(errors));
+    const DWORD holding = GetCurrentThreadId();
     REPLACE(create, CreateMutexW, [](auto...) { return nullptr; });
-    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD) { return wait.Original(handle, 0); });
-    t_errorChain errors;
-    t_mutex mutex;
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD limit) {
+        return wait.Original(handle, GetCurrentThreadId() == holding ? limit : 0);
+    });
     ASSERT_TRUE(mutex.Create(errors, L"Local\\tarvo_test_shared"));
-    EXPECT_FALSE(mutex.Lock(errors));
+    std::jthread([&] { EXPECT_FALSE(mutex.Lock(errors)); }).join();
     EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
-}
-
-TEST(Mutex, DISABLED_DiesHolding)
-{
-    t_errorChain errors;
-    t_mutex mutex;
-    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
-    TerminateProcess(GetCurrentProcess(), 0);
-}
-
-TEST(Mutex, ExcludesOtherProcessesAndSurvivesTheirDeath)
-{
-    t_errorChain errors;
-    t_mutex mutex;
-    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
-    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_OpensWhatTheParentHolds").Passed());
-    mutex.Unlock();
-    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_DiesHolding").Passed());
-
-    DWORD waited = WAIT_FAILED;
-    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD) { return waited = wait.Original(handle, 0); });
-    EXPECT_TRUE(mutex.Lock(errors));
-    EXPECT_EQ(DWORD{WAIT_ABANDONED}, waited);
 }
 
 } // namespace
