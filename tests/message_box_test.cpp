@@ -65,10 +65,7 @@ TEST(MessageBox, AsynchronousBoxOutlivesTheChain)
 {
     t_shownBox box;
     DWORD disabledThread = 0;
-    REPLACE(disable, ImmDisableIME, [&](DWORD thread) -> WINBOOL {
-        disabledThread = thread;
-        return TRUE;
-    });
+    REPLACE(disable, ImmDisableIME, [&](DWORD thread) -> WINBOOL { return disabledThread = thread, TRUE; });
     HWND const owner = GetDesktopWindow();
     const std::wstring longCaption(2000, L'c');
     {
