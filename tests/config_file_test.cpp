@@ -22,24 +22,24 @@ using namespace std::literals;
 // Another program that has a file open, and closes it at a pause of whoever waits for that.
 struct t_holder
 {
-    t_holder(const std::wstring& path, DWORD access, DWORD share, int closeAt = 0)
-        : file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr))),
-          sleep("Sleep", [this, closeAt](DWORD milliseconds) {
-              waited += milliseconds;
-              if (sleep.calls == closeAt) {
-                  file.Reset();
-              }
-          })
+    t_holder(const std::wstring& path, DWORD access, DWORD share, int closingPause = 0)
+        : closeAt(closingPause),
+          file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr)))
     {
     }
+    int closeAt;
     t_handle file;
     DWORD waited = 0;
-    ImmImportPatch<decltype(&Sleep)> sleep;
+    REPLACE(sleep, Sleep, [this](DWORD milliseconds) {
+        waited += milliseconds;
+        if (sleep.calls == closeAt) {
+            file.Reset();
+        }
+    });
 };
 
-class ConfigFile : public testing::Test
+struct ConfigFile : testing::Test
 {
-protected:
     void Store(const std::string& bytes) const { scratch.Write(L"t.ini", bytes); }
     std::string Stored() const { return scratch.Read(L"t.ini"); }
 
@@ -218,13 +218,8 @@ TEST_F(ConfigFile, SetsAsideWhatItCannotDecode)
 // what the files hold at that moment, so every call checks it.
 TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
 {
-    enum
-    {
-        ordinary,
-        withDamagedFile,
-        withoutNewFiles,
-        withoutReplacement
-    } folder = ordinary;
+    constexpr int withDamagedFile = 1, withoutNewFiles = 2, withoutReplacement = 3;
+    int folder = 0;
     const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
     const std::wstring aside = path + L".bad", temporary = scratch.Path(L"temp\\");
     CreateDirectoryW(temporary.c_str(), nullptr);
@@ -291,7 +286,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     };
 
     for (int round = 0; round < 8; ++round) {
-        folder = static_cast<decltype(folder)>(round % 4), failsOn = round >= 4, failing = 0;
+        folder = round % 4, failsOn = round >= 4, failing = 0;
         damaged = folder == withDamagedFile;
         for (bool saved = false; !saved && failing < 50;) {
             ++failing;

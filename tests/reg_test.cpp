@@ -280,14 +280,10 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
     OpenKey(user, L"k");
     // What is tried: d(elete), r(ead), o(wner), a(ccess list) with the number of its entries and "p" where it is
     // protected; the first owner and list in capitals; "!" where it is denied.
-    const struct
-    {
-        bool readable, isProtected;
-        const wchar_t* steps;
-    } rows[] = {{true, false, L" d r a1! o a1 d O A0"},
-                {true, true, L" d r a1! o a1 d O A0p"},
-                {false, true, L" d r! o r a1 d A0p"}};
-    for (const auto& row : rows) {
+    const std::tuple<bool, bool, const wchar_t*> rows[] = {{true, false, L" d r a1! o a1 d O A0"},
+                                                           {true, true, L" d r a1! o a1 d O A0p"},
+                                                           {false, true, L" d r! o r a1 d A0p"}};
+    for (const auto& [readable, isProtected, expected] : rows) {
         t_str steps;
         bool owned = false;
         SID owner{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}};
@@ -299,7 +295,7 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
         REPLACE(get, GetNamedSecurityInfoW,
                 [&](auto, auto, auto what, PSID* readOwner, auto, ACL** readList, auto, PSECURITY_DESCRIPTOR* read) {
                     steps << L" r";
-                    if (!row.readable && !owned) {
+                    if (!readable && !owned) {
                         steps << L"!";
                         return DWORD{ERROR_ACCESS_DENIED};
                     }
@@ -307,7 +303,7 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
                     *readList = &list;
                     *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
                     InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
-                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, row.isProtected ? SE_DACL_PROTECTED : 0);
+                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, isProtected ? SE_DACL_PROTECTED : 0);
                     return DWORD{ERROR_SUCCESS};
                 });
         REPLACE(set, SetNamedSecurityInfoW, [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {
@@ -325,7 +321,7 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
             return former || owned ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_ACCESS_DENIED};
         });
         EXPECT_FALSE(user.DeleteKey(errors, true, L"x"));
-        EXPECT_EQ(row.steps, steps);
+        EXPECT_EQ(expected, steps);
         EXPECT_EQ(mayTake, IsEnabled(kTakeOwnership));
         EXPECT_EQ(mayRestore, IsEnabled(kRestore));
     }
