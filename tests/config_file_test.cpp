@@ -218,7 +218,7 @@ TEST_F(ConfigFile, SetsAsideWhatItCannotDecode)
 // what the files hold at that moment, so every call checks it.
 TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
 {
-    constexpr int withDamagedFile = 1, withoutNewFiles = 2, withoutReplacement = 3;
+    constexpr int kWithDamagedFile = 1, kWithoutNewFiles = 2, kWithoutReplacement = 3;
     int folder = 0;
     const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
     const std::wstring aside = path + L".bad", temporary = scratch.Path(L"temp\\");
@@ -252,8 +252,8 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     REPLACE(secure, SetKernelObjectSecurity, [&](auto... all) { return secure.Original(all...); });
     REPLACE(create, CreateFileW, [&](auto name, DWORD access, auto... rest) {
         const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
-        const bool narrow = folder >= withoutNewFiles, isLoad = access == GENERIC_READ;
-        if ((folder == withoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
+        const bool narrow = folder >= kWithoutNewFiles, isLoad = access == GENERIC_READ;
+        if ((folder == kWithoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
             return SetLastError(ERROR_ACCESS_DENIED), INVALID_HANDLE_VALUE;
         }
         const HANDLE file = !isLoad && fails() ? INVALID_HANDLE_VALUE : create.Original(name, access, rest...);
@@ -272,7 +272,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     REPLACE(flush, FlushFileBuffers, [&](HANDLE file) { return !fails(file) && flush.Original(file); });
     REPLACE(move, MoveFileExW, [&](auto... arguments) {
         SetLastError(ERROR_ACCESS_DENIED);
-        return folder != withoutReplacement && !fails() && move.Original(arguments...);
+        return folder != kWithoutReplacement && !fails() && move.Original(arguments...);
     });
     const auto save = [&] {
         Store(old = damaged ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
@@ -287,7 +287,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
 
     for (int round = 0; round < 8; ++round) {
         folder = round % 4, failsOn = round >= 4, failing = 0;
-        damaged = folder == withDamagedFile;
+        damaged = folder == kWithDamagedFile;
         for (bool saved = false; !saved && failing < 50;) {
             ++failing;
             saved = save();
@@ -299,8 +299,8 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
             EXPECT_EQ(saved ? L"" : L"系统错误112|保存ini文件失败:" + path + where, Entries(errors));
             DeleteFileW(copyPath.c_str());
         }
-        EXPECT_EQ(folder >= withoutNewFiles, rewritten != nullptr);
-        EXPECT_EQ(folder == withoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
+        EXPECT_EQ(folder >= kWithoutNewFiles, rewritten != nullptr);
+        EXPECT_EQ(folder == kWithoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
         EXPECT_GT(failing, 6);
         EXPECT_LT(failing, 50);
     }
@@ -314,7 +314,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path, Entries(errors));
     EXPECT_EQ(old, scratch.Read(L"other"));
     DeleteFileW(path.c_str());
-    old.clear(), folder = withoutNewFiles, rewritten = nullptr;
+    old.clear(), folder = kWithoutNewFiles, rewritten = nullptr;
     EXPECT_FALSE(t_configFile().Save(errors, path.c_str()));
     EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path + L"|系统错误5|保存ini文件失败:" + path, Entries(errors));
 }

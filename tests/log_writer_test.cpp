@@ -179,51 +179,51 @@ TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
     const t_changePath elsewhere = [](auto& path) {
         return BehindDevice(path).size() > 1 ? L"\\Device\\x" + BehindDevice(path) : path;
     };
-    constexpr int newer = 0, sandbox = 1, xp = 2, xpWithLink = 3, xpThenWithLink = 4;
+    constexpr int kNewer = 0, kSandbox = 1, kXp = 2, kXpWithLink = 3, kXpThenWithLink = 4;
     const std::tuple<const char*, std::wstring, int, t_changePath, t_outcome> rows[] = {
-        {"plain", folder, newer, &Unchanged, written},
-        {"other letters", capitals, newer, &Unchanged, written},
-        {"short name", shortForm, newer, &Unchanged, written},
-        {"dots", folder + L"\\..\\a longer name/.", newer, &Unchanged, written},
-        {"mapped drive", folder, newer, throughDrive, written},
-        {"link on the way", folder, newer, onTheWay, neverMade},
-        {"link at the end", folder, newer, atTheEnd, leftAlone},
-        {"the same path of another drive", folder, newer, elsewhere, neverMade},
-        {"drive may not be asked", folder, sandbox, elsewhere, written},
-        {"link on the way, drive may not be asked", folder, sandbox, onTheWay, neverMade},
-        {"no answer", folder, newer, [](auto&) { return std::wstring(); }, written},
-        {"cannot be asked", folder, xp, nullptr, written},
-        {"cannot be asked, link on the way", folder, xpWithLink, nullptr, neverMade},
-        {"cannot be asked, link comes late", folder, xpThenWithLink, nullptr, leftAlone}};
-    int system = newer;
+        {"plain", folder, kNewer, &Unchanged, written},
+        {"other letters", capitals, kNewer, &Unchanged, written},
+        {"short name", shortForm, kNewer, &Unchanged, written},
+        {"dots", folder + L"\\..\\a longer name/.", kNewer, &Unchanged, written},
+        {"mapped drive", folder, kNewer, throughDrive, written},
+        {"link on the way", folder, kNewer, onTheWay, neverMade},
+        {"link at the end", folder, kNewer, atTheEnd, leftAlone},
+        {"the same path of another drive", folder, kNewer, elsewhere, neverMade},
+        {"drive may not be asked", folder, kSandbox, elsewhere, written},
+        {"link on the way, drive may not be asked", folder, kSandbox, onTheWay, neverMade},
+        {"no answer", folder, kNewer, [](auto&) { return std::wstring(); }, written},
+        {"cannot be asked", folder, kXp, nullptr, written},
+        {"cannot be asked, link on the way", folder, kXpWithLink, nullptr, neverMade},
+        {"cannot be asked, link comes late", folder, kXpThenWithLink, nullptr, leftAlone}};
+    int system = kNewer;
     REPLACE(create, CreateFileW, [&](LPCWSTR path, auto... rest) {
-        return system == sandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
+        return system == kSandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
     });
     REPLACE(attributes, GetFileAttributesW, [&](LPCWSTR path) {
-        const bool linked = system >= xpWithLink && path == directory.Path() &&
-                            (system == xpWithLink || std::filesystem::exists(folder + L"\\error.log"));
+        const bool linked = system >= kXpWithLink && path == directory.Path() &&
+                            (system == kXpWithLink || std::filesystem::exists(folder + L"\\error.log"));
         return attributes.Original(path) | (linked ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
     });
     for (const auto& [what, asked, onSystem, change, outcome] : rows) {
         system = onSystem;
         changeFinalPath = change;
         lookUp.answers["GetFinalPathNameByHandleW"] =
-            system >= xp ? nullptr : reinterpret_cast<void*>(&AnswerFinalPath);
+            system >= kXp ? nullptr : reinterpret_cast<void*>(&AnswerFinalPath);
         EXPECT_EQ(outcome, LogIn(asked)) << what;
     }
 }
 
 TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
 {
-    constexpr int file = 0, inFolder = 1, exchanged = 2;
-    int place = file;
-    const std::tuple<int, DWORD, t_outcome> rows[] = {{file, 0xA000000C, leftAlone}, // symbolic link
-                                                      {file, 0x80000013, written},   // deduplicated
-                                                      {file, 0x9000101A, written},   // cloud
-                                                      {file, 0, leftAlone},          // of a kind that cannot be asked
-                                                      {inFolder, 0xA0000003, neverMade}, // mount point
-                                                      {inFolder, 0x9000101A, written},
-                                                      {exchanged, 0x80000013, leftAlone}};
+    constexpr int kFile = 0, kInFolder = 1, kExchanged = 2;
+    int place = kFile;
+    const std::tuple<int, DWORD, t_outcome> rows[] = {{kFile, 0xA000000C, leftAlone}, // symbolic link
+                                                      {kFile, 0x80000013, written},   // deduplicated
+                                                      {kFile, 0x9000101A, written},   // cloud
+                                                      {kFile, 0, leftAlone},          // of a kind that cannot be asked
+                                                      {kInFolder, 0xA0000003, neverMade}, // mount point
+                                                      {kInFolder, 0x9000101A, written},
+                                                      {kExchanged, 0x80000013, leftAlone}};
     DWORD flags = 0, identity = 0;
     REPLACE(create, CreateFileW, [&](auto... asked) {
         flags = std::get<5>(std::tuple(asked...));
@@ -232,17 +232,17 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
     REPLACE(information, GetFileInformationByHandle, [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
         const BOOL answered = information.Original(handle, info);
         const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-        info->dwFileAttributes |= isFolder == (place == inFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
-        info->nFileIndexLow += place == exchanged ? ++identity : 0;
+        info->dwFileAttributes |= isFolder == (place == kInFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+        info->nFileIndexLow += place == kExchanged ? ++identity : 0;
         return answered;
     });
     for (const auto& [where, tag, outcome] : rows) {
         place = where;
         reparseTag = tag;
         EXPECT_EQ(outcome, LogIn(folder)) << where << ' ' << tag;
-        EXPECT_TRUE(outcome != written || (place == file) == ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)) << tag;
+        EXPECT_TRUE(outcome != written || (place == kFile) == ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)) << tag;
     }
-    place = file, reparseTag = 0x80000013;
+    place = kFile, reparseTag = 0x80000013;
     lookUp.answers["GetFileInformationByHandleEx"] = nullptr;
     EXPECT_EQ(leftAlone, LogIn(folder));
 }
