@@ -55,8 +55,6 @@ TEST(ErrorChain, DiscardingOneKeepsOnlyTheFlag)
 TEST(ErrorChain, LinesShowTheFirstNineEntriesAndTheLast)
 {
     const std::pair<int, const wchar_t*> cases[] = {
-        {0, L""},
-        {1, L"1"},
         {9, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9"},
         {10, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9\r\n10"},
         {12, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9\r\n12"},

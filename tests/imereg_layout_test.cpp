@@ -17,7 +17,7 @@
 #include "imereg/layout_keys.h"
 #include "imereg/user_hives.h"
 #include "tests/fake_os_version.h"
-#include "tests/preload_list.h"
+#include "tests/preload_text.h"
 
 namespace {
 
@@ -216,10 +216,13 @@ TEST_F(t_layoutTest, LoadedLayoutIsRemovedByItsHandle)
     EXPECT_EQ(nullptr, FindLoadedLayoutByImeFile(L"TarvoPY.ime"));
 }
 
-TEST_F(t_layoutTest, KlidSearchFoldsLettersAndHasItsLimit)
+TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 {
     WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0010804), L"Ime File", REG_SZ, L"A.ime", 10);
+    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0020804), L"Ime File", REG_SZ, std::wstring(300, L'B').c_str(), 600);
+    MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
     EXPECT_EQ(0xE0010804, FindLayoutKlidByImeFile(L"a.IME"));
+    EXPECT_EQ(0u, FindLayoutKlidByImeFile(std::wstring(200, L'B')));
     const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
     for (std::uint32_t i = 0; i < 250; ++i) {
         MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));

@@ -5,7 +5,7 @@
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
-#include "tests/preload_list.h"
+#include "tests/preload_text.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 

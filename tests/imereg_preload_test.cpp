@@ -2,7 +2,7 @@
 
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
-#include "tests/preload_list.h"
+#include "tests/preload_text.h"
 
 namespace {
 
