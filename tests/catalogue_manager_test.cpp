@@ -116,7 +116,7 @@ TEST_F(Catalogue, AllocatesTheNextLayoutKey)
 {
     std::uint32_t klid = 7;
     for (const int failing : {0, 3}) { // the key of layouts, then the last of three values
-        ImmImportPatch<decltype(&RegSetValueExW)> full("RegSetValueExW", [&](auto... arguments) {
+        REPLACE(full, RegSetValueExW, [&](auto... arguments) {
             return full.calls == failing ? LSTATUS{ERROR_DISK_FULL} : full.Original(arguments...);
         });
         EXPECT_FALSE(manager.CreateImeLayoutKey(errors, klid, L"TarvoPY.ime", L"x"));
@@ -191,12 +191,11 @@ TEST_F(Catalogue, OpensForWritingOnlyWhatItWrites)
     const auto record = [&](const wchar_t* how, LPCWSTR key, REGSAM access) {
         opened += how + std::wstring(FileNamePart(key)) + FormatStr(L" %x, ", access);
     };
-    ImmImportPatch<decltype(&RegOpenKeyExW)> open(
-        "RegOpenKeyExW", [&](HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY result) {
-            record(L"", key, access);
-            return open.Original(root, key, options, access, result);
-        });
-    ImmImportPatch<decltype(&RegCreateKeyExW)> create("RegCreateKeyExW", [&](HKEY root, LPCWSTR key, auto... rest) {
+    REPLACE(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY result) {
+        record(L"", key, access);
+        return open.Original(root, key, options, access, result);
+    });
+    REPLACE(create, RegCreateKeyExW, [&](HKEY root, LPCWSTR key, auto... rest) {
         if (*key != L'\0') { // else a new handle is made, and no key
             record(L"create ", key, std::get<3>(std::tuple(rest...)));
         }

@@ -24,24 +24,24 @@ using namespace std::literals;
 // Another program that has a file open, and closes it at a pause of whoever waits for that.
 struct t_holder
 {
-    t_holder(const std::wstring& path, DWORD access, DWORD share, int closeAt = 0)
-        : file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr))),
-          sleep("Sleep", [this, closeAt](DWORD milliseconds) {
-              waited += milliseconds;
-              if (sleep.calls == closeAt) {
-                  file.Reset();
-              }
-          })
+    t_holder(const std::wstring& path, DWORD access, DWORD share, int closingPause = 0)
+        : closeAt(closingPause),
+          file(MakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr)))
     {
     }
+    int closeAt;
     t_handle file;
     DWORD waited = 0;
-    ImmImportPatch<decltype(&Sleep)> sleep;
+    REPLACE(sleep, Sleep, [this](DWORD milliseconds) {
+        waited += milliseconds;
+        if (sleep.calls == closeAt) {
+            file.Reset();
+        }
+    });
 };
 
-class ConfigFile : public testing::Test
+struct ConfigFile : testing::Test
 {
-protected:
     void Store(const std::string& bytes) const { scratch.Write(L"t.ini", bytes); }
     std::string Stored() const { return scratch.Read(L"t.ini"); }
 
@@ -80,15 +80,14 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
         EXPECT_EQ(L"无法解析ini文件", LoadError());
     }
     {
-        ImmImportPatch<decltype(&ReadFile)> patch("ReadFile", [](auto...) { return SetLastError(23), FALSE; });
+        REPLACE(patch, ReadFile, [](auto...) { return SetLastError(23), FALSE; });
         EXPECT_EQ(L"系统错误23|无法读取ini文件", LoadError());
     }
     std::filesystem::resize_file(path, (64 << 20) + 1);
     EXPECT_EQ(L"系统错误223|无法读取ini文件", LoadError());
     std::filesystem::resize_file(path, 1 << 20);
     std::size_t largest = 1 << 19;
-    ImmImportPatch<decltype(&malloc)> limit(
-        "malloc", [&](std::size_t bytes) { return bytes <= largest ? limit.Original(bytes) : nullptr; });
+    REPLACE(limit, malloc, [&](std::size_t bytes) { return bytes <= largest ? limit.Original(bytes) : nullptr; });
     EXPECT_EQ(L"系统错误8|无法读取ini文件:分配内存失败", LoadError());
     largest = 3 << 19; // enough for the bytes, not for their text
     EXPECT_EQ(L"无法解析ini文件", LoadError());
@@ -120,8 +119,8 @@ TEST_F(ConfigFile, WaitsForWhoHoldsTheFile)
 TEST_F(ConfigFile, ReadsWhatDoesNotChangeMeanwhile)
 {
     std::vector<std::string> stored; // the last one next
-    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
-    ImmImportPatch<decltype(&ReadFile)> read("ReadFile", [&](auto... arguments) {
+    REPLACE(sleep, Sleep, [](DWORD) {});
+    REPLACE(read, ReadFile, [&](auto... arguments) {
         if (!stored.empty()) {
             Store(stored.back());
             stored.pop_back();
@@ -190,7 +189,7 @@ TEST_F(ConfigFile, SavesOverNothingThatItCouldNotRead)
 
     DeleteFileW(path.c_str());
     for (const bool missing : {false, true}) {
-        ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](auto) {
+        REPLACE(attributes, GetFileAttributesW, [&](auto) {
             return SetLastError(missing ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED), INVALID_FILE_ATTRIBUTES;
         });
         EXPECT_FALSE(file.Load(errors, path.c_str()));
@@ -221,13 +220,8 @@ TEST_F(ConfigFile, SetsAsideWhatItCannotDecode)
 // what the files hold at that moment, so every call checks it.
 TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
 {
-    enum
-    {
-        ordinary,
-        withDamagedFile,
-        withoutNewFiles,
-        withoutReplacement
-    } folder = ordinary;
+    constexpr int kWithDamagedFile = 1, kWithoutNewFiles = 2, kWithoutReplacement = 3;
+    int folder = 0;
     const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
     const std::wstring aside = path + L".bad", temporary = scratch.Path(L"temp\\");
     CreateDirectoryW(temporary.c_str(), nullptr);
@@ -253,23 +247,22 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         SetLastError(ERROR_DISK_FULL);
         return ++call == failing || (call > failing && failsOn);
     };
-    ImmImportPatch<decltype(&Sleep)> sleep("Sleep", [](DWORD) {});
-    ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [&](DWORD size, wchar_t* buffer) {
+    REPLACE(sleep, Sleep, [](DWORD) {});
+    REPLACE(temp, GetTempPathW, [&](DWORD size, wchar_t* buffer) {
         return static_cast<DWORD>(temporary.copy(buffer, size)); // into cleared memory
     });
-    ImmImportPatch<decltype(&SetKernelObjectSecurity)> secure("SetKernelObjectSecurity",
-                                                              [&](auto... all) { return secure.Original(all...); });
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto name, DWORD access, auto... rest) {
+    REPLACE(secure, SetKernelObjectSecurity, [&](auto... all) { return secure.Original(all...); });
+    REPLACE(create, CreateFileW, [&](auto name, DWORD access, auto... rest) {
         const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
-        const bool narrow = folder >= withoutNewFiles, isLoad = access == GENERIC_READ;
-        if ((folder == withoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
+        const bool narrow = folder >= kWithoutNewFiles, isLoad = access == GENERIC_READ;
+        if ((folder == kWithoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
             return SetLastError(ERROR_ACCESS_DENIED), INVALID_HANDLE_VALUE;
         }
         const HANDLE file = !isLoad && fails() ? INVALID_HANDLE_VALUE : create.Original(name, access, rest...);
         rewritten = isNew || isLoad ? rewritten : file;
         return file;
     });
-    ImmImportPatch<decltype(&WriteFile)> write("WriteFile", [&](HANDLE file, auto data, DWORD size, auto... rest) {
+    REPLACE(write, WriteFile, [&](HANDLE file, auto data, DWORD size, auto... rest) {
         if (rewritten != nullptr && file == rewritten) {
             EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
             EXPECT_EQ("", Stored()) << "half of the content can be read";
@@ -277,13 +270,11 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
         }
         return !fails(file) && write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
     });
-    ImmImportPatch<decltype(&SetEndOfFile)> cut("SetEndOfFile",
-                                                [&](HANDLE file) { return !fails(file) && cut.Original(file); });
-    ImmImportPatch<decltype(&FlushFileBuffers), 1> flush(
-        "FlushFileBuffers", [&](HANDLE file) { return !fails(file) && flush.Original(file); });
-    ImmImportPatch<decltype(&MoveFileExW)> move("MoveFileExW", [&](auto... arguments) {
+    REPLACE(cut, SetEndOfFile, [&](HANDLE file) { return !fails(file) && cut.Original(file); });
+    REPLACE(flush, FlushFileBuffers, [&](HANDLE file) { return !fails(file) && flush.Original(file); });
+    REPLACE(move, MoveFileExW, [&](auto... arguments) {
         SetLastError(ERROR_ACCESS_DENIED);
-        return folder != withoutReplacement && !fails() && move.Original(arguments...);
+        return folder != kWithoutReplacement && !fails() && move.Original(arguments...);
     });
     const auto save = [&] {
         Store(old = damaged ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
@@ -297,8 +288,8 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     };
 
     for (int round = 0; round < 8; ++round) {
-        folder = static_cast<decltype(folder)>(round % 4), failsOn = round >= 4, failing = 0;
-        damaged = folder == withDamagedFile;
+        folder = round % 4, failsOn = round >= 4, failing = 0;
+        damaged = folder == kWithDamagedFile;
         for (bool saved = false; !saved && failing < 50;) {
             ++failing;
             saved = save();
@@ -310,8 +301,8 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
             EXPECT_EQ(saved ? L"" : L"系统错误112|保存ini文件失败:" + path + where, Entries(errors));
             DeleteFileW(copyPath.c_str());
         }
-        EXPECT_EQ(folder >= withoutNewFiles, rewritten != nullptr);
-        EXPECT_EQ(folder == withoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
+        EXPECT_EQ(folder >= kWithoutNewFiles, rewritten != nullptr);
+        EXPECT_EQ(folder == kWithoutReplacement ? 2 : 1, secure.calls) << "files without the file's own access list";
         EXPECT_GT(failing, 6);
         EXPECT_LT(failing, 50);
     }
@@ -325,7 +316,7 @@ TEST_F(ConfigFile, SaveLeavesTheOldOrTheNewContent)
     EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path, Entries(errors));
     EXPECT_EQ(old, scratch.Read(L"other"));
     DeleteFileW(path.c_str());
-    old.clear(), folder = withoutNewFiles, rewritten = nullptr;
+    old.clear(), folder = kWithoutNewFiles, rewritten = nullptr;
     EXPECT_FALSE(t_configFile().Save(errors, path.c_str()));
     EXPECT_EQ(L"系统错误1920|保存ini文件失败:" + path + L"|系统错误5|保存ini文件失败:" + path, Entries(errors));
 }

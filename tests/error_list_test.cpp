@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
+
 #include "base/mutex.h"
 #include "tests/chain_entries.h"
 #include "tests/child_process.h"
@@ -18,20 +21,6 @@ struct ErrorList : testing::Test
     t_errorList list;
     t_str text;
     bool flag = false;
-};
-
-// Where the list begins in the mapping, and what some other program put there.
-struct t_foreignMemory
-{
-    explicit t_foreignMemory(DWORD bytes, DWORD kind = SEC_COMMIT)
-        : mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | kind, 0, bytes, kMemory)),
-          words(static_cast<std::uint32_t*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 0, 0)))
-    {
-    }
-    ~t_foreignMemory() { UnmapViewOfFile(words); }
-
-    t_handle mapping;
-    std::uint32_t* words; // 3 of the block's header, then the list's
 };
 
 TEST_F(ErrorList, DISABLED_Posts)
@@ -81,7 +70,7 @@ TEST_F(ErrorList, CarriesEveryMessageOfSeveralProcesses)
 
 TEST_F(ErrorList, DISABLED_OpensAndDiesWriting)
 {
-    ImmImportPatch<decltype(&CreateFileMappingW)> create("CreateFileMappingW", [](auto...) { return nullptr; });
+    REPLACE(create, CreateFileMappingW, [](auto...) { return nullptr; });
     t_mutex mutex;
     ASSERT_TRUE(list.Open(errors) && list.Contains(L"first")) << Entries(errors);
     ASSERT_TRUE(mutex.Create(errors, L"tvpy_mutex_error_list") && mutex.Lock(errors));
@@ -112,27 +101,25 @@ TEST(SharedMemory, RefusesASizeThatItsHeaderDoesNotFitInto)
 
 TEST_F(ErrorList, RefusesForeignMemory)
 {
-    const struct
-    {
-        DWORD bytes, kind;
-        std::uint32_t header[3];
-        const wchar_t* entries;
-    } rows[] = {
+    using t_header = std::array<std::uint32_t, 3>; // of the block, before the list's own
+    const std::tuple<DWORD, DWORD, t_header, const wchar_t*> rows[] = {
         {4096, SEC_COMMIT, {}, L"系统错误5|映射共享内存失败："},
         {1048588, SEC_RESERVE, {}, L"共享内存格式不符："},
         {1048588, SEC_COMMIT, {1, 1, 1048576}, L"共享内存格式不符："},
         {1048588, SEC_COMMIT, {0x4D535654, 2, 1048576}, L"共享内存格式不符："},
-        {1048588, SEC_COMMIT, {0x4D535654, 1, 1048575}, L"共享内存格式不符："},
-    };
-    for (const auto& row : rows) {
-        t_foreignMemory foreign(row.bytes, row.kind);
-        if (row.kind == SEC_COMMIT) {
-            std::copy_n(row.header, 3, foreign.words);
+        {1048588, SEC_COMMIT, {0x4D535654, 1, 1048575}, L"共享内存格式不符："}};
+    for (const auto& [bytes, kind, header, entries] : rows) {
+        const t_handle foreign(
+            CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | kind, 0, bytes, kMemory));
+        if (kind == SEC_COMMIT) {
+            void* const view = MapViewOfFile(foreign.Get(), FILE_MAP_WRITE, 0, 0, 0);
+            std::memcpy(view, header.data(), sizeof(header));
+            UnmapViewOfFile(view);
         }
         t_errorList each;
         t_errorChain said;
         EXPECT_FALSE(each.Open(said));
-        EXPECT_EQ(row.entries + std::wstring(kMemory), Entries(said));
+        EXPECT_EQ(entries + std::wstring(kMemory), Entries(said));
     }
 }
 

@@ -17,18 +17,11 @@
 #include "imereg/layout_keys.h"
 #include "imereg/user_hives.h"
 #include "tests/fake_os_version.h"
-#include "tests/scratch_registry.h"
-
-#define PATCH(member, function, ...)                                                                                   \
-    ImmImportPatch<decltype(&function)> member                                                                         \
-    {                                                                                                                  \
-#function, __VA_ARGS__                                                                                         \
-    }
+#include "tests/preload_text.h"
 
 namespace {
 
 constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard Layouts";
-constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
 constexpr wchar_t kText[] = L"中文(简体) - 塔沃拼音输入法";
 
 std::wstring traced;
@@ -49,46 +42,18 @@ void WriteLayout(std::uint32_t klid, const wchar_t* imeFile, const wchar_t* text
     WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
 }
 
-void WritePreload(HKEY root, const wchar_t* user, std::initializer_list<const wchar_t*> klids)
-{
-    const std::wstring path = user + std::wstring(*user != L'\0' ? L"\\" : L"") + kPreload;
-    int position = 0;
-    for (const wchar_t* const klid : klids) {
-        WriteText(root, path, FormatStr(L"%d", ++position).c_str(), klid);
-    }
-}
-
-// The data of a preload list in order, separated by blanks.
-std::wstring Preloaded(HKEY root, const wchar_t* user)
-{
-    const std::wstring path = user + std::wstring(*user != L'\0' ? L"\\" : L"") + kPreload;
-    std::wstring list;
-    for (int position = 1;; ++position) {
-        wchar_t data[10] = {};
-        DWORD size = 18;
-        t_keyHandle key;
-        if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS ||
-            RegQueryValueExW(key.Get(), FormatStr(L"%d", position).c_str(), nullptr, nullptr,
-                             reinterpret_cast<BYTE*>(data), &size) != ERROR_SUCCESS) {
-            return list;
-        }
-        list += (list.empty() ? L"" : L" ") + std::wstring(data);
-    }
-}
-
 // An empty registry, a fresh catalogue, and a session without layouts and without a user, unless a test says otherwise.
-class t_layoutTest : public testing::Test
+struct t_layoutTest : testing::Test
 {
-protected:
-    void SetUp() override
+    t_layoutTest()
     {
         t_singletonRegistry::Process().DestroyAll();
         traced.clear();
         n_trace::SetSink(&RecordTrace);
         MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
-        WritePreload(HKEY_CURRENT_USER, L"", {L"00000804"});
+        WriteList(HKEY_CURRENT_USER, L"", L"1=00000804");
     }
-    void TearDown() override
+    ~t_layoutTest() override
     {
         n_trace::SetSink(nullptr);
         t_singletonRegistry::Process().DestroyAll();
@@ -101,78 +66,61 @@ protected:
     std::optional<std::wstring> loadedFile; // IME file of the one loaded layout
     std::uintptr_t loadedHandle = 0;
     std::wstring systemDirectory = L"C:\\windows\\system32";
-    bool hasUser = false; // of the session
     bool hiveFileExists = true;
     LSTATUS loadKeyResult = ERROR_SUCCESS;
     std::wstring defaultProfileBeforeUnload;
 
-    PATCH(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR) {
+    REPLACE(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR) {
         calls += std::wstring(L"install ") + file + L"\n";
         SetLastError(installedHandle == 0 ? 1450u : 0u);
         return reinterpret_cast<HKL>(installedHandle);
     });
-    PATCH(list, GetKeyboardLayoutList, [this](int count, HKL* layouts) {
-        if (loadedFile && count > 0) {
-            *layouts = reinterpret_cast<HKL>(loadedHandle);
-        }
+    REPLACE(list, GetKeyboardLayoutList, [this](int count, HKL* layouts) {
+        std::fill_n(layouts, loadedFile && count > 0, reinterpret_cast<HKL>(loadedHandle));
         return loadedFile ? 1 : 0;
     });
     // Fills the buffer to its end without a terminator, as a system may.
-    PATCH(imeFileName, ImmGetIMEFileNameW,
-          [this](HKL, LPWSTR buffer, UINT units) { return static_cast<UINT>(loadedFile->copy(buffer, units)); });
-    PATCH(unload, UnloadKeyboardLayout, [this](HKL layout) -> WINBOOL {
+    REPLACE(imeFileName, ImmGetIMEFileNameW,
+            [this](HKL, LPWSTR buffer, UINT units) { return static_cast<UINT>(loadedFile->copy(buffer, units)); });
+    REPLACE(unload, UnloadKeyboardLayout, [this](HKL layout) -> WINBOOL {
         calls += FormatStr(L"unload %I64x\n", reinterpret_cast<std::int64_t>(layout));
         SetLastError(120);
         return loadedFile.has_value();
     });
-    PATCH(directory, GetSystemDirectoryW, [this](LPWSTR buffer, UINT units) {
+    REPLACE(directory, GetSystemDirectoryW, [this](LPWSTR buffer, UINT units) {
         (systemDirectory + L'\0').copy(buffer, units);
         return static_cast<UINT>(systemDirectory.size());
     });
-    PATCH(session, WTSQuerySessionInformationW,
-          [this](auto... arguments) -> WINBOOL { return hasUser && session.Original(arguments...); });
-    PATCH(loadKey, RegLoadKeyW, [this](HKEY, LPCWSTR name, LPCWSTR path) {
-        calls += std::wstring(L"load ") + name + L" " + FileOf(path) + L"\n";
+    REPLACE(session, WTSQuerySessionInformationW, [](auto...) { return FALSE; });
+    REPLACE(loadKey, RegLoadKeyW, [this](HKEY, LPCWSTR name, LPCWSTR path) {
+        const std::wstring_view file = path; // of which the last two components count
+        calls += FormatStr(L"load %s%s\n", name, &path[file.rfind(L'\\', file.rfind(L'\\') - 1)]);
         if (loadKeyResult == ERROR_SUCCESS) {
-            WritePreload(HKEY_USERS, name, {L"00000804"});
+            WriteList(HKEY_USERS, name, L"1=00000804");
         }
         return loadKeyResult;
     });
-    PATCH(unloadKey, RegUnLoadKeyW, [this](HKEY, LPCWSTR name) {
-        defaultProfileBeforeUnload = Preloaded(HKEY_USERS, name);
+    REPLACE(unloadKey, RegUnLoadKeyW, [this](HKEY, LPCWSTR name) {
+        defaultProfileBeforeUnload = ReadList(HKEY_USERS, name);
         calls += L"unload hive\n";
         return LSTATUS{ERROR_SUCCESS};
     });
-    PATCH(attributes, GetFileAttributesW, [this](LPCWSTR) { return hiveFileExists ? 0u : INVALID_FILE_ATTRIBUTES; });
-
-    // The last two components of a path.
-    static std::wstring FileOf(const std::wstring& path)
-    {
-        return path.substr(path.rfind(L'\\', path.rfind(L'\\') - 1) + 1);
-    }
+    REPLACE(attributes, GetFileAttributesW, [this](LPCWSTR) { return hiveFileExists ? 0u : INVALID_FILE_ATTRIBUTES; });
 };
 
 } // namespace
 
-TEST_F(t_layoutTest, NewLayoutReachesEveryHive)
+TEST_F(t_layoutTest, NewLayoutReachesTheUserAndTheDefaultProfile)
 {
     installedHandle = 0xFFFFFFFFE0210804;
     WriteLayout(0xE00E0804, L"IMSCPINYIN.IME");
     WriteLayout(0xE00F0411, L"imscother.ime");
     WriteLayout(0x00010804, L"xmsc.ime");
-    WritePreload(HKEY_USERS, L".DEFAULT", {L"e0210804", L"00000409"});
-    WritePreload(HKEY_USERS, L"S-1-5-18", {L"00000409"});
-    WritePreload(HKEY_USERS, L"S-1-5-20", {L"E0210804"});
-
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default_user default\\NTUSER.DAT\nunload hive\n",
+    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default_user\\default\\NTUSER.DAT\nunload hive\n",
               calls);
-    EXPECT_EQ(L"00000804 E0210804", Preloaded(HKEY_CURRENT_USER, L""));
-    EXPECT_EQ(L"00000804 E0210804 E00E0804", defaultProfileBeforeUnload);
-    EXPECT_EQ(L"00000409", Preloaded(HKEY_USERS, L".DEFAULT"));
-    EXPECT_EQ(L"00000409", Preloaded(HKEY_USERS, L"S-1-5-18"));
-    EXPECT_FALSE(KeyExists(HKEY_USERS, L"S-1-5-19"));
-    EXPECT_EQ(L"", Preloaded(HKEY_USERS, L"S-1-5-20"));
+    EXPECT_EQ(L"1=00000804- 2=E0210804- ", ReadList(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"1=00000804- 2=E0210804- 3=E00E0804- ", defaultProfileBeforeUnload);
     EXPECT_EQ(L"", traced);
 }
 
@@ -181,10 +129,10 @@ TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
     WriteLayout(0xE0200804, L"tarvopy.IME", L"old");
     os.Set(5, 2);
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"load default_user Default User\\NTUSER.DAT\nunload hive\n", calls);
+    EXPECT_EQ(L"load default_user\\Default User\\NTUSER.DAT\nunload hive\n", calls);
     EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\\0\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
-    EXPECT_EQ(L"00000804 E0200804", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"1=00000804- 2=E0200804- ", ReadList(HKEY_CURRENT_USER, L""));
 }
 
 TEST_F(t_layoutTest, FailedInstallIsRecovered)
@@ -197,7 +145,7 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
     WriteLayout(0x00010804, L"TarvoPY.ime");
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
     EXPECT_EQ(L"", traced);
-    EXPECT_EQ(L"00000804 00010804", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"1=00000804- 2=00010804- ", ReadList(HKEY_CURRENT_USER, L""));
     EXPECT_EQ(std::wstring::npos, calls.find(L"unload hive"));
 
     // Without one the key is written directly, behind the highest number there is.
@@ -208,16 +156,13 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
     EXPECT_EQ(trace, traced);
     EXPECT_EQ(FormatStr(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:%s\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804)));
-    EXPECT_EQ(L"00000804 00010804 E0210804", Preloaded(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"1=00000804- 2=00010804- 3=E0210804- ", ReadList(HKEY_CURRENT_USER, L""));
 
     // When that fails too, the error of the installation is the result and no list is touched.
     t_singletonRegistry::Process().DestroyAll();
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804).c_str());
     const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"");
-    PATCH(create, RegCreateKeyExW,
-          [&](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) {
-              return LSTATUS{ERROR_ACCESS_DENIED};
-          });
+    REPLACE(create, RegCreateKeyExW, [](auto...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
     EXPECT_EQ(1450, InstallClassicLayout(0, kText));
     EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L""));
 }
@@ -245,8 +190,8 @@ TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
 TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
 {
     WriteLayout(0xE0200804, L"TARVOpy.ime");
-    WritePreload(HKEY_CURRENT_USER, L"", {L"00000804", L"E0200804", L"00000409"});
-    WritePreload(HKEY_USERS, L".DEFAULT", {L"E0200804"});
+    WriteList(HKEY_CURRENT_USER, L"", L"1=00000804 2=E0200804 3=00000409");
+    WriteList(HKEY_USERS, L".DEFAULT", L"1=E0200804");
     WriteLayout(0xE0200411, L"TarvoTSF.ime");
     const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
     EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime")) << "a layout of another language does not count";
@@ -254,8 +199,8 @@ TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
     EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
     EXPECT_EQ(L"unload ffffffffe0200804\n", calls);
     EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
-    EXPECT_EQ(L"00000804 00000409", Preloaded(HKEY_CURRENT_USER, L""));
-    EXPECT_EQ(L"E0200804", Preloaded(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
+    EXPECT_EQ(L"1=00000804- 2=00000409- ", ReadList(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(L"1=E0200804- ", ReadList(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
     EXPECT_EQ(L"", traced);
 }
 
@@ -275,12 +220,9 @@ TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 {
     WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0010804), L"Ime File", REG_SZ, L"A.ime", 10);
     WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0020804), L"Ime File", REG_SZ, std::wstring(300, L'B').c_str(), 600);
-    WriteText(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\no number", L"Ime File", L"C.ime");
     MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
     EXPECT_EQ(0xE0010804, FindLayoutKlidByImeFile(L"a.IME"));
     EXPECT_EQ(0u, FindLayoutKlidByImeFile(std::wstring(200, L'B')));
-    EXPECT_EQ(0u, FindLayoutKlidByImeFile(L"C.ime"));
-
     const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
     for (std::uint32_t i = 0; i < 250; ++i) {
         MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));
@@ -291,15 +233,10 @@ TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 
 TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
 {
+    const std::wstring kLong(261, L'x');
     const std::tuple<DWORD, std::wstring, DWORD, bool> cases[] = {
-        {REG_SZ, L"abc", 8, false},
-        {REG_SZ, L"abc", 6, false},
-        {REG_SZ, L"ABC", 8, true},
-        {REG_SZ, L"abc", 5, true},
-        {REG_DWORD, L"ab", 4, true},
-        {REG_SZ, L"", 0, true},
-        {REG_SZ, std::wstring(261, L'x'), 522, false},
-    };
+        {REG_SZ, L"abc", 8, false},  {REG_SZ, L"abc", 6, false}, {REG_SZ, L"ABC", 8, true},  {REG_SZ, L"abc", 5, true},
+        {REG_DWORD, L"ab", 4, true}, {REG_SZ, L"", 0, true},     {REG_SZ, kLong, 522, false}};
     for (const auto& [type, stored, bytes, rewritten] : cases) {
         WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", type, stored.c_str(), bytes);
         const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
@@ -308,25 +245,6 @@ TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
                   DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
     }
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
-}
-
-TEST_F(t_layoutTest, LoggedOnUsersHiveComesBeforeTheInstallersOwn)
-{
-    hasUser = true;
-    std::wstring opened;
-    PATCH(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
-        if (root == HKEY_USERS && name != nullptr && wcsncmp(name, L"S-1-5-21-", 9) == 0) {
-            opened = FormatStr(L"%x %x", options, access);
-            return open.Original(root, L"user", options, access, key);
-        }
-        return open.Original(root, name, options, access, key);
-    });
-    WritePreload(HKEY_USERS, L"user", {L"00000409"});
-    installedHandle = 0xE0210804;
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"f003f f003f", opened);
-    EXPECT_EQ(L"00000409 E0210804", Preloaded(HKEY_USERS, L"user"));
-    EXPECT_EQ(L"00000804", Preloaded(HKEY_CURRENT_USER, L""));
 }
 
 TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
@@ -339,41 +257,40 @@ TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
     std::map<WTS_INFO_CLASS, std::wstring> answers;
     std::wstring asked;
     int held = 0;
-    ImmImportPatch<decltype(&WTSQuerySessionInformationW), 1> query(
-        "WTSQuerySessionInformationW",
-        [&](HANDLE, DWORD sessionId, WTS_INFO_CLASS what, LPWSTR* text, DWORD*) -> WINBOOL {
-            EXPECT_EQ(WTS_CURRENT_SESSION, sessionId);
-            if (answers[what] == L"!") {
-                return FALSE;
-            }
-            ++held;
-            *text = answers[what].data();
-            return TRUE;
-        });
-    PATCH(release, WTSFreeMemory, [&](PVOID) { --held; });
-    PATCH(lookUp, LookupAccountNameW,
-          [&](LPCWSTR, LPCWSTR name, PSID sid, LPDWORD size, LPWSTR, LPDWORD domainLength, PSID_NAME_USE use) {
-              EXPECT_EQ(1024u, *domainLength);
-              const auto account = accounts.find(name);
-              if (sid == nullptr) {
-                  asked += std::wstring(name) + L" ";
-                  *size = account == accounts.end() ? 0 : SECURITY_MAX_SID_SIZE;
-                  return WINBOOL{FALSE};
-              }
-              t_localMemory known;
-              ConvertStringSidToSidW(account->second.second, known.Put());
-              *use = account->second.first;
-              return CopySid(*size, sid, known.Get());
-          });
+    REPLACE(query, WTSQuerySessionInformationW,
+            [&](HANDLE, DWORD sessionId, WTS_INFO_CLASS what, LPWSTR* text, DWORD*) -> WINBOOL {
+                EXPECT_EQ(WTS_CURRENT_SESSION, sessionId);
+                const bool answered = answers[what] != L"!";
+                held += answered;
+                *text = answered ? answers[what].data() : nullptr;
+                return answered;
+            });
+    REPLACE(release, WTSFreeMemory, [&](PVOID) { --held; });
+    REPLACE(lookUp, LookupAccountNameW,
+            [&](LPCWSTR, LPCWSTR name, PSID sid, LPDWORD size, LPWSTR, LPDWORD domainLength, PSID_NAME_USE use) {
+                EXPECT_EQ(1024u, *domainLength);
+                const auto account = accounts.find(name);
+                if (sid == nullptr) {
+                    asked += std::wstring(name) + L" ";
+                    *size = account == accounts.end() ? 0 : SECURITY_MAX_SID_SIZE;
+                    return WINBOOL{FALSE};
+                }
+                t_localMemory known;
+                ConvertStringSidToSidW(account->second.second, known.Put());
+                *use = account->second.first;
+                return CopySid(*size, sid, known.Get());
+            });
 
-    struct t_case
-    {
-        const wchar_t* domain; // "!" refuses the question
-        const wchar_t* user;
-        const wchar_t* asked;
-        const wchar_t* hive; // below HKEY_USERS; empty for the installer's own
-    };
-    const t_case cases[] = {
+    std::wstring opened;
+    REPLACE(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
+        const bool isUsers = root == HKEY_USERS && std::wstring_view(name).ends_with(L"1001");
+        opened += isUsers ? FormatStr(L"%x %x", options, access) : L"";
+        return open.Original(root, name, options & ~REG_OPTION_OPEN_LINK, access, key);
+    });
+
+    // Domain and user, where "!" refuses the question; what is asked; the hive below HKEY_USERS, or the installer's
+    // own.
+    const std::tuple<std::wstring, std::wstring, std::wstring, std::wstring> cases[] = {
         {L"CORP", L"alice", L"CORP\\alice ", L"S-1-5-21-1-1001"}, // beside a local namesake
         {L"LAB", L"alice", L"LAB\\alice alice ", L"S-1-5-21-2-1001"},
         {L"", L"alice", L"alice ", L"S-1-5-21-2-1001"},
@@ -385,28 +302,29 @@ TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
         {L"CORP", L"", L"", L""},
         {L"CORP", L"!", L"", L""},
     };
-    for (const t_case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.domain << "\\" << c.user);
-        WritePreload(HKEY_CURRENT_USER, L"", {L"E0200804"});
-        WritePreload(HKEY_USERS, L"S-1-5-21-1-1001", {L"E0200804"});
-        WritePreload(HKEY_USERS, L"S-1-5-21-2-1001", {L"E0200804"});
+    for (const auto& [domain, user, expected, ofUser] : cases) {
+        SCOPED_TRACE(domain + L"\\" + user);
+        WriteList(HKEY_CURRENT_USER, L"", L"1=E0200804");
+        WriteList(HKEY_USERS, L"S-1-5-21-1-1001", L"1=E0200804");
+        WriteList(HKEY_USERS, L"S-1-5-21-2-1001", L"1=E0200804");
         WriteLayout(0xE0200804, L"TarvoPY.ime");
-        answers = {{WTSDomainName, c.domain}, {WTSUserName, c.user}};
-        asked.clear();
+        answers = {{WTSDomainName, domain}, {WTSUserName, user}};
+        asked.clear(), opened.clear();
         RemoveImeLayout(L"TarvoPY.ime");
-        EXPECT_EQ(c.asked, asked);
+        EXPECT_EQ(ofUser.empty() ? L"" : L"f003f f003f", opened);
+        EXPECT_EQ(expected, asked);
         EXPECT_EQ(0, held) << "what the session answered is freed";
         for (const wchar_t* const hive : {L"S-1-5-21-1-1001", L"S-1-5-21-2-1001"}) {
-            EXPECT_EQ(hive == std::wstring(c.hive) ? L"" : L"E0200804", Preloaded(HKEY_USERS, hive)) << hive;
+            EXPECT_EQ(hive == ofUser ? L"" : L"1=E0200804- ", ReadList(HKEY_USERS, hive)) << hive;
         }
-        EXPECT_EQ(*c.hive == L'\0' ? L"" : L"E0200804", Preloaded(HKEY_CURRENT_USER, L""));
+        EXPECT_EQ(ofUser.empty() ? L"" : L"1=E0200804- ", ReadList(HKEY_CURRENT_USER, L""));
     }
 }
 
 TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
 {
     std::wstring profile;
-    PATCH(folder, SHGetSpecialFolderPathW, [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
+    REPLACE(folder, SHGetSpecialFolderPathW, [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
         EXPECT_TRUE(folderId == CSIDL_PROFILE && !create);
         lstrcpyW(path, profile.c_str());
         return !profile.empty();

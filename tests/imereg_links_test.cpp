@@ -5,14 +5,12 @@
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
-#include "tests/scratch_registry.h"
+#include "tests/preload_text.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 
 namespace {
 
-constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
-constexpr wchar_t kSortList[] = L"SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{34745C63}";
 constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 constexpr DWORD kListed = 0xE0200804, kNew = 0xE0210804;
 
@@ -72,7 +70,7 @@ TEST(Links, NothingChangesWhereALaterOneLeads)
             WriteHive(HKEY_LOCAL_MACHINE);
             const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
             std::optional<t_scratchLink> planted;
-            ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+            REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
                 if (beforeDeleting) {
                     remove.Original(HKEY_CURRENT_USER, kPreload);
                     planted.emplace(HKEY_CURRENT_USER, kPreload, MakeKey(HKEY_LOCAL_MACHINE, kPreload).Get());
@@ -94,12 +92,12 @@ TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
 {
     const t_scratchRegistry registry;
     WriteHive(HKEY_CURRENT_USER);
-    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
-        "RegCreateKeyExW", [&](HKEY key, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options, auto... arguments) {
-            return (options & REG_OPTION_OPEN_LINK) != 0
-                       ? LSTATUS{ERROR_INVALID_PARAMETER}
-                       : create.Original(key, name, reserved, type, options, arguments...);
-        });
+    REPLACE(create, RegCreateKeyExW,
+            [&](HKEY key, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options, auto... arguments) {
+                return (options & REG_OPTION_OPEN_LINK) != 0
+                           ? LSTATUS{ERROR_INVALID_PARAMETER}
+                           : create.Original(key, name, reserved, type, options, arguments...);
+            });
     EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
     EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
 }

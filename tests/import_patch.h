@@ -7,9 +7,14 @@
 // The address-table slot through which this program calls an imported function. Null when it does not import it.
 void** FindImportSlot(const char* functionName);
 
-// Replaces one import of this program for the life of a scope:
-//   ImmImportPatch<decltype(&RegDeleteKeyW)> patch("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) { … });
-// The replacement may call patch.Original. Two patches of one signature that live at once need different tags.
+// Replaces one import of this program for the life of a scope, as a variable or as a member:
+//   REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) { … });
+// The replacement may call remove.Original. Two patches of one signature that live at once need different tags.
+#define REPLACE(variable, function, ...)                                                                               \
+    ImmImportPatch<decltype(&function), __LINE__> variable                                                             \
+    {                                                                                                                  \
+#function, __VA_ARGS__                                                                                         \
+    }
 template <class Function, int tag = 0>
 class ImmImportPatch;
 

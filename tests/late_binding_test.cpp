@@ -51,7 +51,7 @@ TEST(LateBinding, WhatIsMissingFailsLikeTheCallItStandsFor)
     t_path path;
     ReadSystemDirectory(path);
     std::wstring loaded;
-    ImmImportPatch<decltype(&LoadLibraryExW)> load("LoadLibraryExW", [&](LPCWSTR file, HANDLE none, DWORD flags) {
+    REPLACE(load, LoadLibraryExW, [&](LPCWSTR file, HANDLE none, DWORD flags) {
         loaded += file;
         return load.Original(file, none, flags);
     });

@@ -9,13 +9,10 @@
 
 namespace {
 
-using t_shellPatch = ImmImportPatch<decltype(&ShellExecuteExW)>;
-using t_directPatch = ImmImportPatch<decltype(&CreateProcessW)>;
-
 TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
 {
     const auto entriesFor = [](INT_PTR code) {
-        const t_shellPatch shell("ShellExecuteExW", [=](SHELLEXECUTEINFOW* request) {
+        REPLACE(shell, ShellExecuteExW, [=](auto* request) {
             request->hInstApp = reinterpret_cast<HINSTANCE>(code);
             SetLastError(1223);
             return FALSE;
@@ -59,7 +56,7 @@ TEST(LaunchProcess, StartsTheFileThatWasChecked)
         EXPECT_FALSE(DeleteFileW(program.c_str()));
     };
     std::wstring other;
-    t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
+    REPLACE(shell, ShellExecuteExW, [&](auto* request) {
         tryToExchange();
         request->lpFile = other.empty() ? request->lpFile : other.c_str();
         return shell.Original(request);
@@ -72,7 +69,7 @@ TEST(LaunchProcess, StartsTheFileThatWasChecked)
     };
     for (const auto& [key, isOfPrograms] : kKeys) {
         ASSERT_TRUE(CopyFileW(SignedModule(L"maker.exe").c_str(), program.c_str(), FALSE));
-        t_directPatch direct("CreateProcessW", [&](auto... arguments) {
+        REPLACE(direct, CreateProcessW, [&](auto... arguments) {
             tryToExchange();
             return direct.Original(arguments...);
         });
@@ -97,24 +94,18 @@ TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
 {
     SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
-    const ImmImportPatch<decltype(&RegOpenKeyExW)> classes(
-        "RegOpenKeyExW", [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
+    REPLACE(classes, RegOpenKeyExW, [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
     std::wstring toShell;
-    const t_shellPatch shell("ShellExecuteExW", [&](SHELLEXECUTEINFOW* request) {
-        toShell = request->lpFile;
-        return TRUE;
-    });
-    const t_directPatch direct("CreateProcessW",
-                               [](LPCWSTR, LPWSTR line, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL inherit, DWORD,
-                                  LPVOID, LPCWSTR folder, STARTUPINFOW* startup, PROCESS_INFORMATION*) {
-                                   EXPECT_EQ(line, L'"' + SignedModule(L"maker.exe") + L'"');
-                                   EXPECT_FALSE(inherit);
-                                   EXPECT_EQ(folder, nullptr);
-                                   EXPECT_EQ(startup->dwFlags, static_cast<DWORD>(STARTF_USESHOWWINDOW));
-                                   EXPECT_EQ(startup->wShowWindow, SW_SHOWMINIMIZED);
-                                   SetLastError(740);
-                                   return FALSE;
-                               });
+    REPLACE(shell, ShellExecuteExW, [&](auto* request) { return toShell = request->lpFile, TRUE; });
+    REPLACE(direct, CreateProcessW,
+            [](auto, LPWSTR line, auto, auto, BOOL inherit, auto, auto, LPCWSTR folder, auto* startup, auto) {
+                EXPECT_EQ(line, L'"' + SignedModule(L"maker.exe") + L'"');
+                EXPECT_FALSE(inherit);
+                EXPECT_EQ(folder, nullptr);
+                EXPECT_EQ(startup->dwFlags, static_cast<DWORD>(STARTF_USESHOWWINDOW));
+                EXPECT_EQ(startup->wShowWindow, SW_SHOWMINIMIZED);
+                return SetLastError(740), FALSE;
+            });
     const auto launch = [&](const std::wstring& program) {
         t_errorChain errors;
         toShell.clear();

@@ -6,13 +6,11 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
-
 #include "base/ascii_case.h"
 #include "base/system_function.h"
 #include "launch/maker_identity.h"
 #include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/lookup_patch.h"
 #include "tests/signed_modules/signed_modules.h"
 
 using testing::EndsWith;
@@ -36,24 +34,6 @@ std::wstring Write(const std::wstring& name, const std::string& content)
     std::ofstream((L"\\\\?\\" + SignedModule(name)).c_str(), std::ios::binary) << content;
     return SignedModule(name);
 }
-
-// Answers the look-up of some functions at run time with others; null stands for a function that the system lacks.
-class t_lookupPatch
-{
-public:
-    using t_answers = std::map<std::string_view, void*>;
-
-    explicit t_lookupPatch(const t_answers& answers)
-        : patch("GetProcAddress", [this, answers](HMODULE module, LPCSTR name) {
-              const auto answer = answers.find(name);
-              return answer != answers.end() ? reinterpret_cast<FARPROC>(answer->second) : patch.Original(module, name);
-          })
-    {
-    }
-
-private:
-    ImmImportPatch<decltype(&GetProcAddress)> patch;
-};
 
 using t_finalPathCall = DWORD(WINAPI*)(HANDLE, LPWSTR, DWORD, DWORD);
 const auto kFinalPathCall = FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
@@ -91,7 +71,7 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     EXPECT_THAT(Refusal(SignedModule(L"unlisted.exe")), HasSubstr(L"“Tarvo Test Maker”的证书不是"));
     EXPECT_TRUE((t_makerIdentity{L"Name", {}, {}}.IsSigner({L"Name"})));
     EXPECT_THAT(Refusal(SignedModule(L"unit_first.exe")), HasSubstr(L"“Somebody else”"));
-    const t_lookupPatch withoutProvider({{"WinVerifyTrust", nullptr}});
+    const t_lookupPatch withoutProvider{{{"WinVerifyTrust", nullptr}}};
     EXPECT_THAT(Refusal(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
 }
 
@@ -130,7 +110,7 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     if (!RunsUnderWine() && GetFileAttributesW(SignedModule(L"link").c_str()) == INVALID_FILE_ATTRIBUTES) {
         GTEST_SKIP() << "no symbolic links here: XP has none, and only an administrator makes them";
     }
-    const ImmImportPatch<decltype(&GetSystemDirectoryW)> directory("GetSystemDirectoryW", [&](LPWSTR text, UINT size) {
+    REPLACE(directory, GetSystemDirectoryW, [&](LPWSTR text, UINT size) {
         return lstrcpynW(text, system.c_str(), static_cast<int>(size)) != nullptr ? lstrlenW(text) : 0u;
     });
     const auto shortNameOf = [](const std::wstring& path) {
@@ -167,7 +147,7 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
                                      L"inside.exe",
                                      L"\\\\?\\" + dotted};
     for (const auto* const answers : {&kLater, &kBeforeVista, &kStorePaths}) {
-        const t_lookupPatch lookup(*answers);
+        const t_lookupPatch lookup{*answers};
         for (const auto& [path, realPath] : kAccepted) {
             t_errorChain errors;
             t_heldFile file;
@@ -180,25 +160,20 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
         }
     }
     {
-        const t_lookupPatch lookup(kStorePaths);
+        const t_lookupPatch lookup{kStorePaths};
         EXPECT_THAT(Refusal(outside), HasSubstr(store + L" "));
     }
     // A link opened as such is a file of its own, which Wine's links are not.
-    using t_openPatch = ImmImportPatch<decltype(&CreateFileW)>;
-    t_openPatch open("CreateFileW", [&](LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-                                        DWORD creation, DWORD flags, HANDLE model) {
-        const bool asLink = (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
-        return open.Original(asLink ? store.c_str() : path, access, share, security, creation, flags, model);
-    });
+    REPLACE(open, CreateFileW,
+            [&](auto path, auto access, auto share, auto security, auto creation, DWORD flags, auto model) {
+                const bool asLink = (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
+                return open.Original(asLink ? store.c_str() : path, access, share, security, creation, flags, model);
+            });
     EXPECT_THAT(Refusal(system + L"\\link.exe"), HasSubstr(L"\\signed\\unsigned.exe "));
     EXPECT_THAT(Refusal(inside + L"::$DATA"), EndsWith(L"数据流"));
 
     // A disk or server whose files claim to be the same as those of the system.
-    const ImmImportPatch<decltype(&GetFileInformationByHandle)> forged(
-        "GetFileInformationByHandle", [](HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
-            *information = {};
-            return TRUE;
-        });
+    REPLACE(forged, GetFileInformationByHandle, [](HANDLE, auto* information) { return *information = {}, TRUE; });
     EXPECT_NE(Refusal(SignedModule(L"unsigned.exe")), L"");
 }
 

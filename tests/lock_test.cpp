@@ -6,7 +6,6 @@
 #include "base/locker.h"
 #include "base/security.h"
 #include "tests/chain_entries.h"
-#include "tests/child_process.h"
 #include "tests/import_patch.h"
 
 namespace {
@@ -32,7 +31,7 @@ TEST(Mutex, NameStandsInTheSessionsNamespace)
 TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
 {
     SECURITY_ATTRIBUTES* given = nullptr;
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [&](auto* security, BOOL owned, LPCWSTR name) {
+    REPLACE(create, CreateMutexW, [&](auto* security, BOOL owned, LPCWSTR name) {
         EXPECT_EQ(security == nullptr, name == nullptr);
         return create.Original(given = security, owned, name);
     });
@@ -64,7 +63,7 @@ TEST(OpenSecurity, ObjectsGrantEverythingAndFilesReadingAndWriting)
 
 TEST(Mutex, FailedCreateIsReportedAndLeavesNoLock)
 {
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return SetLastError(5), HANDLE{}; });
+    REPLACE(create, CreateMutexW, [](auto...) { return SetLastError(5), HANDLE{}; });
     t_errorChain errors;
     t_mutex mutex;
     EXPECT_FALSE(mutex.Create(errors, L"x"));
@@ -88,7 +87,7 @@ TEST(Mutex, EveryResultOfTheWait)
         t_errorChain errors;
         t_mutex mutex;
         EXPECT_TRUE(mutex.Create(errors, nullptr));
-        ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject", [&](HANDLE, DWORD limit) {
+        REPLACE(wait, WaitForSingleObject, [&](HANDLE, DWORD limit) {
             EXPECT_EQ(INFINITE, limit);
             SetLastError(ERROR_INVALID_HANDLE);
             return result;
@@ -98,40 +97,19 @@ TEST(Mutex, EveryResultOfTheWait)
     }
 }
 
-TEST(Mutex, DISABLED_OpensWhatTheParentHolds)
+TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)
 {
-    ImmImportPatch<decltype(&CreateMutexW)> create("CreateMutexW", [](auto...) { return nullptr; });
-    ImmImportPatch<decltype(&WaitForSingleObject)> wait("WaitForSingleObject",
-                                                        [&](HANDLE handle, DWORD) { return wait.Original(handle, 0); });
     t_errorChain errors;
-    t_mutex mutex;
+    t_mutex holder, mutex;
+    ASSERT_TRUE(holder.Create(errors, L"tarvo_test_shared") && holder.Lock(errors));
+    const DWORD holding = GetCurrentThreadId();
+    REPLACE(create, CreateMutexW, [](auto...) { return nullptr; });
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD limit) {
+        return wait.Original(handle, GetCurrentThreadId() == holding ? limit : 0);
+    });
     ASSERT_TRUE(mutex.Create(errors, L"Local\\tarvo_test_shared"));
-    EXPECT_FALSE(mutex.Lock(errors));
+    std::jthread([&] { EXPECT_FALSE(mutex.Lock(errors)); }).join();
     EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
-}
-
-TEST(Mutex, DISABLED_DiesHolding)
-{
-    t_errorChain errors;
-    t_mutex mutex;
-    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
-    TerminateProcess(GetCurrentProcess(), 0);
-}
-
-TEST(Mutex, ExcludesOtherProcessesAndSurvivesTheirDeath)
-{
-    t_errorChain errors;
-    t_mutex mutex;
-    ASSERT_TRUE(mutex.Create(errors, L"tarvo_test_shared") && mutex.Lock(errors));
-    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_OpensWhatTheParentHolds").Passed());
-    mutex.Unlock();
-    EXPECT_TRUE(t_childProcess("Mutex.DISABLED_DiesHolding").Passed());
-
-    DWORD waited = WAIT_FAILED;
-    ImmImportPatch<decltype(&WaitForSingleObject)> wait(
-        "WaitForSingleObject", [&](HANDLE handle, DWORD) { return waited = wait.Original(handle, 0); });
-    EXPECT_TRUE(mutex.Lock(errors));
-    EXPECT_EQ(DWORD{WAIT_ABANDONED}, waited);
 }
 
 } // namespace

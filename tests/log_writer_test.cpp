@@ -4,15 +4,13 @@
 
 #include <aclapi.h>
 
-#include <map>
-
 #include "base/security.h"
 #include "base/singleton.h"
 #include "base/system_function.h"
 #include "runtime/runtime.h"
 #include "tests/chain_entries.h"
 #include "tests/child_process.h"
-#include "tests/import_patch.h"
+#include "tests/lookup_patch.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
 
@@ -48,7 +46,7 @@ TEST_F(LogWriter, MasksSelectBitsOfADword)
         Enable(static_cast<DWORD>(value));
         EXPECT_EQ(enabled, IsErrorLogEnabled(static_cast<std::uint32_t>(mask))) << value << ' ' << mask;
     }
-    ImmImportPatch<decltype(&FormatMessageW)> format("FormatMessageW", [](auto...) { return 0; });
+    REPLACE(format, FormatMessageW, [](auto...) { return 0; });
     WriteText(HKEY_CURRENT_USER, kKey, L"EnErrorLog", L"1");
     EXPECT_EQ("", Log());
     RegDeleteValueW(MakeKey(HKEY_CURRENT_USER, kKey).Get(), L"EnErrorLog");
@@ -124,10 +122,10 @@ enum t_outcome
 
 struct LogFile : LogWriter
 {
-    LogFile() { CreateDirectoryW(folder.c_str(), nullptr); }
-
     void SetUp() override
     {
+        CreateDirectoryW(folder.c_str(), nullptr);
+        changeFinalPath = &Unchanged;
         if (realFinalPath == nullptr) {
             GTEST_SKIP() << "XP has no call for the path of an open file that could be answered otherwise";
         }
@@ -147,26 +145,18 @@ struct LogFile : LogWriter
     }
 
     const std::wstring folder = directory.Path(L"a longer name");
-    std::map<std::string, void*> lookedUp{
-        {"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&AnswerFinalPath)},
-        {"GetFileInformationByHandleEx", reinterpret_cast<void*>(&AnswerAttributeTag)}};
-    ImmImportPatch<decltype(&GetProcAddress)> lookUp{"GetProcAddress", [this](HMODULE module, LPCSTR name) {
-                                                         return lookedUp.count(name) != 0
-                                                                    ? reinterpret_cast<FARPROC>(lookedUp[name])
-                                                                    : lookUp.Original(module, name);
-                                                     }};
+    t_lookupPatch lookUp{{{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&AnswerFinalPath)},
+                          {"GetFileInformationByHandleEx", reinterpret_cast<void*>(&AnswerAttributeTag)}}};
     std::vector<std::pair<SECURITY_INFORMATION, const ACL*>> relaxed;
-    ImmImportPatch<decltype(&SetSecurityInfo)> security{
-        "SetSecurityInfo", [this](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
-            relaxed.emplace_back(kind, kind == DACL_SECURITY_INFORMATION ? accessList : label);
-            return DWORD{ERROR_ACCESS_DENIED};
-        }};
+    REPLACE(security, SetSecurityInfo, [this](HANDLE, auto, auto kind, auto, auto, ACL* accessList, ACL* label) {
+        relaxed.emplace_back(kind, kind == DACL_SECURITY_INFORMATION ? accessList : label);
+        return DWORD{ERROR_ACCESS_DENIED};
+    });
 };
 
 TEST_F(LogFile, IsOpenedToEveryone)
 {
-    changeFinalPath = &Unchanged;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto path, DWORD access, auto... rest) {
+    REPLACE(create, CreateFileW, [&](auto path, DWORD access, auto... rest) {
         SetLastError(ERROR_ACCESS_DENIED);
         return (access & WRITE_DAC) != 0 ? INVALID_HANDLE_VALUE : create.Original(path, access, rest...);
     });
@@ -184,102 +174,81 @@ TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
     std::wstring capitals = folder + L"\\";
     CharUpperW(capitals.data());
     const t_changePath throughDrive = [](auto& path) { return L"\\Device\\Mup\\server\\share" + BehindDevice(path); };
+    const t_changePath onTheWay = [](auto& path) { return path + L"x"; };
+    const t_changePath atTheEnd = [](auto& path) { return path.ends_with(L".log") ? path + L"x" : path; };
     const t_changePath elsewhere = [](auto& path) {
         return BehindDevice(path).size() > 1 ? L"\\Device\\x" + BehindDevice(path) : path;
     };
-    enum t_system
-    {
-        newer,
-        sandbox,
-        xp,
-        xpWithLink,
-        xpThenWithLink
-    };
-    const struct
-    {
-        const char* what;
-        std::wstring asked;
-        t_system system;
-        t_changePath change;
-        t_outcome outcome;
-    } rows[] = {
-        {"plain", folder, newer, &Unchanged, written},
-        {"other letters", capitals, newer, &Unchanged, written},
-        {"short name", shortForm, newer, &Unchanged, written},
-        {"dots", folder + L"\\..\\a longer name/.", newer, &Unchanged, written},
-        {"mapped drive", folder, newer, throughDrive, written},
-        {"link on the way", folder, newer, [](auto& path) { return path + L"x"; }, neverMade},
-        {"link at the end", folder, newer, [](auto& path) { return path.ends_with(L".log") ? path + L"x" : path; },
-         leftAlone},
-        {"the same path of another drive", folder, newer, elsewhere, neverMade},
-        {"drive may not be asked", folder, sandbox, elsewhere, written},
-        {"link on the way, drive may not be asked", folder, sandbox, [](auto& path) { return path + L"x"; }, neverMade},
-        {"no answer", folder, newer, [](auto&) { return std::wstring(); }, neverMade},
-        {"cannot be asked", folder, xp, nullptr, written},
-        {"cannot be asked, link on the way", folder, xpWithLink, nullptr, neverMade},
-        {"cannot be asked, link comes late", folder, xpThenWithLink, nullptr, leftAlone},
-    };
-    t_system system = newer;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](LPCWSTR path, auto... rest) {
-        return system == sandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
+    constexpr int kNewer = 0, kSandbox = 1, kXp = 2, kXpWithLink = 3, kXpThenWithLink = 4;
+    const std::tuple<const char*, std::wstring, int, t_changePath, t_outcome> rows[] = {
+        {"plain", folder, kNewer, &Unchanged, written},
+        {"other letters", capitals, kNewer, &Unchanged, written},
+        {"short name", shortForm, kNewer, &Unchanged, written},
+        {"dots", folder + L"\\..\\a longer name/.", kNewer, &Unchanged, written},
+        {"mapped drive", folder, kNewer, throughDrive, written},
+        {"link on the way", folder, kNewer, onTheWay, neverMade},
+        {"link at the end", folder, kNewer, atTheEnd, leftAlone},
+        {"the same path of another drive", folder, kNewer, elsewhere, neverMade},
+        {"drive may not be asked", folder, kSandbox, elsewhere, written},
+        {"link on the way, drive may not be asked", folder, kSandbox, onTheWay, neverMade},
+        {"no answer", folder, kNewer, [](auto&) { return std::wstring(); }, neverMade},
+        {"cannot be asked", folder, kXp, nullptr, written},
+        {"cannot be asked, link on the way", folder, kXpWithLink, nullptr, neverMade},
+        {"cannot be asked, link comes late", folder, kXpThenWithLink, nullptr, leftAlone}};
+    int system = kNewer;
+    REPLACE(create, CreateFileW, [&](LPCWSTR path, auto... rest) {
+        return system == kSandbox && path[3] == L'\0' ? INVALID_HANDLE_VALUE : create.Original(path, rest...);
     });
-    ImmImportPatch<decltype(&GetFileAttributesW)> attributes("GetFileAttributesW", [&](LPCWSTR path) {
-        const bool linked = system >= xpWithLink && path == directory.Path() &&
-                            (system == xpWithLink || std::filesystem::exists(folder + L"\\error.log"));
+    REPLACE(attributes, GetFileAttributesW, [&](LPCWSTR path) {
+        const bool linked = system >= kXpWithLink && path == directory.Path() &&
+                            (system == kXpWithLink || std::filesystem::exists(folder + L"\\error.log"));
         return attributes.Original(path) | (linked ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
     });
-    for (const auto& row : rows) {
-        system = row.system;
-        changeFinalPath = row.change;
-        lookedUp["GetFinalPathNameByHandleW"] = system >= xp ? nullptr : reinterpret_cast<void*>(&AnswerFinalPath);
-        EXPECT_EQ(row.outcome, LogIn(row.asked)) << row.what;
+    for (const auto& [what, asked, onSystem, change, outcome] : rows) {
+        system = onSystem;
+        changeFinalPath = change;
+        lookUp.answers["GetFinalPathNameByHandleW"] =
+            system >= kXp ? nullptr : reinterpret_cast<void*>(&AnswerFinalPath);
+        EXPECT_EQ(outcome, LogIn(asked)) << what;
     }
 }
 
 TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
 {
-    changeFinalPath = &Unchanged;
-    enum t_place
-    {
-        file,
-        inFolder,
-        exchanged
-    };
-    const std::tuple<t_place, DWORD, t_outcome> rows[] = {{file, 0xA000000C, leftAlone}, // symbolic link
-                                                          {file, 0x80000013, written},   // deduplicated
-                                                          {file, 0x9000101A, written},   // cloud
-                                                          {file, 0, leftAlone}, // of a kind that cannot be asked
-                                                          {exchanged, 0x80000013, leftAlone},
-                                                          {inFolder, 0xA0000003, neverMade}, // mount point
-                                                          {inFolder, 0x9000101A, written}};
-    t_place place = file;
+    constexpr int kFile = 0, kInFolder = 1, kExchanged = 2;
+    int place = kFile;
+    const std::tuple<int, DWORD, t_outcome> rows[] = {{kFile, 0xA000000C, leftAlone}, // symbolic link
+                                                      {kFile, 0x80000013, written},   // deduplicated
+                                                      {kFile, 0x9000101A, written},   // cloud
+                                                      {kFile, 0, leftAlone},          // of a kind that cannot be asked
+                                                      {kInFolder, 0xA0000003, neverMade}, // mount point
+                                                      {kInFolder, 0x9000101A, written},
+                                                      {kExchanged, 0x80000013, leftAlone}};
     DWORD flags = 0, identity = 0;
-    ImmImportPatch<decltype(&CreateFileW)> create("CreateFileW", [&](auto... asked) {
+    REPLACE(create, CreateFileW, [&](auto... asked) {
         flags = std::get<5>(std::tuple(asked...));
         return create.Original(asked...);
     });
-    ImmImportPatch<decltype(&GetFileInformationByHandle)> information(
-        "GetFileInformationByHandle", [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
-            const BOOL answered = information.Original(handle, info);
-            const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-            info->dwFileAttributes |= isFolder == (place == inFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
-            info->nFileIndexLow += place == exchanged ? ++identity : 0;
-            return answered;
-        });
+    REPLACE(information, GetFileInformationByHandle, [&](HANDLE handle, BY_HANDLE_FILE_INFORMATION* info) {
+        const BOOL answered = information.Original(handle, info);
+        const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        info->dwFileAttributes |= isFolder == (place == kInFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+        info->nFileIndexLow += place == kExchanged ? ++identity : 0;
+        return answered;
+    });
     for (const auto& [where, tag, outcome] : rows) {
         place = where;
         reparseTag = tag;
         EXPECT_EQ(outcome, LogIn(folder)) << where << ' ' << tag;
-        EXPECT_TRUE(outcome != written || (place == file) == ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)) << tag;
+        EXPECT_TRUE(outcome != written || (place == kFile) == ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)) << tag;
     }
-    place = file, reparseTag = 0x80000013;
-    lookedUp["GetFileInformationByHandleEx"] = nullptr;
+    place = kFile, reparseTag = 0x80000013;
+    lookUp.answers["GetFileInformationByHandleEx"] = nullptr;
     EXPECT_EQ(leftAlone, LogIn(folder));
 }
 
 TEST_F(LogFile, WithASecondNameIsLeftAlone)
 {
-    changeFinalPath = &Unchanged;
     directory.Write(L"other", "owner's");
     ASSERT_TRUE(CreateHardLinkW(directory.Path(L"error.log").c_str(), directory.Path(L"other").c_str(), nullptr));
     EXPECT_EQ("owner's", Log());
@@ -289,8 +258,7 @@ TEST_F(LogFile, WithASecondNameIsLeftAlone)
 TEST_F(LogFile, OfABareDriveLiesInItsRoot)
 {
     std::wstring opened;
-    ImmImportPatch<decltype(&CreateFileW)> create(
-        "CreateFileW", [&](LPCWSTR path, auto...) { return opened = path, INVALID_HANDLE_VALUE; });
+    REPLACE(create, CreateFileW, [&](LPCWSTR path, auto...) { return opened = path, INVALID_HANDLE_VALUE; });
     SetEnvironmentVariableW(L"=C:", folder.c_str()); // the drive's current directory
     LogIn(L"C:");
     SetEnvironmentVariableW(L"=C:", nullptr);

@@ -19,15 +19,15 @@ struct t_shownBox
     UINT type = ~0u;
     DWORD thread = 0;
     t_handle shown{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    ImmImportPatch<decltype(&MessageBoxW)> patch{"MessageBoxW", [this](HWND window, LPCWSTR t, LPCWSTR c, UINT flags) {
-                                                     owner = window;
-                                                     text = t;
-                                                     caption = c;
-                                                     type = flags;
-                                                     thread = GetCurrentThreadId();
-                                                     SetEvent(shown.Get());
-                                                     return IDOK;
-                                                 }};
+    REPLACE(patch, MessageBoxW, [this](HWND window, LPCWSTR t, LPCWSTR c, UINT flags) {
+        owner = window;
+        text = t;
+        caption = c;
+        type = flags;
+        thread = GetCurrentThreadId();
+        SetEvent(shown.Get());
+        return IDOK;
+    });
 };
 
 template <class Flag>
@@ -65,10 +65,7 @@ TEST(MessageBox, AsynchronousBoxOutlivesTheChain)
 {
     t_shownBox box;
     DWORD disabledThread = 0;
-    ImmImportPatch<decltype(&ImmDisableIME)> disable("ImmDisableIME", [&](DWORD thread) -> WINBOOL {
-        disabledThread = thread;
-        return TRUE;
-    });
+    REPLACE(disable, ImmDisableIME, [&](DWORD thread) -> WINBOOL { return disabledThread = thread, TRUE; });
     HWND const owner = GetDesktopWindow();
     const std::wstring longCaption(2000, L'c');
     {
@@ -90,13 +87,12 @@ TEST(SystemError, TextIsOneLine)
 {
     wchar_t* given = nullptr;
     DWORD length = 0;
-    ImmImportPatch<decltype(&FormatMessageW)> format(
-        "FormatMessageW", [&](DWORD flags, LPCVOID, DWORD, DWORD language, LPWSTR buffer, DWORD, va_list*) {
-            EXPECT_EQ(0x1100u, flags);
-            EXPECT_EQ(0x0400u, language);
-            *reinterpret_cast<wchar_t**>(buffer) = given;
-            return length;
-        });
+    REPLACE(format, FormatMessageW, [&](DWORD flags, LPCVOID, DWORD, DWORD language, LPWSTR buffer, DWORD, va_list*) {
+        EXPECT_EQ(0x1100u, flags);
+        EXPECT_EQ(0x0400u, language);
+        *reinterpret_cast<wchar_t**>(buffer) = given;
+        return length;
+    });
     const std::tuple<DWORD, const wchar_t*, const wchar_t*> cases[] = {
         {5, L"拒绝\r\n访问\t。\r\n", L"系统错误5: 拒绝  访问 。  "},
         {12002, L"", L"系统错误12002: 网络连接超时"},

@@ -28,16 +28,15 @@ TEST_F(Reg, AccessMasksAndOptions)
 {
     using t_asked = std::pair<DWORD, REGSAM>; // options (99 for opening) and mask
     std::vector<t_asked> asked;
-    ImmImportPatch<decltype(&RegOpenKeyExW)> open("RegOpenKeyExW",
-                                                  [&](HKEY root, auto name, auto zero, REGSAM access, auto key) {
-                                                      asked.emplace_back(99, access);
-                                                      return open.Original(root, name, zero, access, key);
-                                                  });
-    ImmImportPatch<decltype(&RegCreateKeyExW)> create(
-        "RegCreateKeyExW", [&](HKEY root, auto name, auto zero, auto none, DWORD options, REGSAM access, auto... rest) {
-            asked.emplace_back(options, access);
-            return create.Original(root, name, zero, none, options, access, rest...);
-        });
+    REPLACE(open, RegOpenKeyExW, [&](HKEY root, auto name, auto zero, REGSAM access, auto key) {
+        asked.emplace_back(99, access);
+        return open.Original(root, name, zero, access, key);
+    });
+    REPLACE(create, RegCreateKeyExW,
+            [&](HKEY root, auto name, auto zero, auto none, DWORD options, REGSAM access, auto... rest) {
+                asked.emplace_back(options, access);
+                return create.Original(root, name, zero, none, options, access, rest...);
+            });
     const auto make = [] { return t_reg(HKEY_CURRENT_USER); };
     bool createdNew = false, exists = false;
     EXPECT_TRUE(make().Create(errors, L"v", t_reg::kCreateWritable | t_reg::kCreateVolatile, nullptr));
@@ -93,7 +92,7 @@ TEST_F(Reg, FailedCreateNamesTheKeyTwiceAndKeepsTheHandle)
     t_reg child(user);
     OpenKey(child, L"");
     const HKEY before = child.Handle();
-    ImmImportPatch<decltype(&RegCreateKeyExW)> create("RegCreateKeyExW", [](auto...) { return ERROR_ACCESS_DENIED; });
+    REPLACE(create, RegCreateKeyExW, [](auto...) { return ERROR_ACCESS_DENIED; });
     EXPECT_FALSE(child.Create(errors, L"A\\B", 0, nullptr));
     EXPECT_EQ(L"系统错误5|创建注册表项失败：CURRENT_USER\\Software\\A\\B\\A\\B", Entries(errors));
     EXPECT_EQ(before, child.Handle());
@@ -146,18 +145,18 @@ TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
     }
     OpenKey(user, L"k");
     int deleted = 0;
-    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+    REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
         const LSTATUS result = remove.Original(key, name);
         deleted += result == ERROR_SUCCESS;
         return result;
     });
-    ImmImportPatch<decltype(&RegEnumKeyW)> enumerate("RegEnumKeyW", [&](HKEY key, DWORD index, auto name, DWORD size) {
+    REPLACE(enumerate, RegEnumKeyW, [&](HKEY key, DWORD index, auto name, DWORD size) {
         EXPECT_TRUE(index == 0 && size == 1023);
         return enumerate.Original(key, index, name, size);
     });
     {
         // The number of sub-keys cannot be had: everything said so far is dropped, and the key stays.
-        ImmImportPatch<decltype(&RegQueryInfoKeyW)> query("RegQueryInfoKeyW", [](auto...) { return ERROR_BUSY; });
+        REPLACE(query, RegQueryInfoKeyW, [](auto...) { return ERROR_BUSY; });
         errors.Fail(L"earlier");
         EXPECT_FALSE(user.DeleteTree(errors, true, L"t"));
         EXPECT_EQ(L"系统错误5|删除注册表项失败：CURRENT_USER\\k", Entries(errors));
@@ -187,7 +186,7 @@ TEST_F(Reg, TreeIsNotDeletedThroughALink)
     // One that is put in the key's place after the first look.
     MakeKey(HKEY_CURRENT_USER, L"k\\t");
     std::optional<t_scratchLink> planted;
-    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY key, LPCWSTR name) {
+    REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
         const LSTATUS result = remove.Original(key, name);
         if (planted) {
             return result;
@@ -254,7 +253,7 @@ TEST_F(Reg, DeniedDeleteHasAccessToThatKeyAloneForASecondAttempt)
         EXPECT_EQ(child, Security(childName));
     };
     int denied = 0, childrenDeleted = 0;
-    ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY parent, LPCWSTR subKey) {
+    REPLACE(remove, RegDeleteKeyW, [&](HKEY parent, LPCWSTR subKey) {
         if (subKey == std::wstring(L"child")) {
             ++childrenDeleted;
             expectAccess(); // lasts until the key is empty
@@ -281,54 +280,48 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
     OpenKey(user, L"k");
     // What is tried: d(elete), r(ead), o(wner), a(ccess list) with the number of its entries and "p" where it is
     // protected; the first owner and list in capitals; "!" where it is denied.
-    const struct
-    {
-        bool readable, isProtected;
-        const wchar_t* steps;
-    } rows[] = {{true, false, L" d r a1! o a1 d O A0"},
-                {true, true, L" d r a1! o a1 d O A0p"},
-                {false, true, L" d r! o r a1 d A0p"}};
-    for (const auto& row : rows) {
+    const std::tuple<bool, bool, const wchar_t*> rows[] = {{true, false, L" d r a1! o a1 d O A0"},
+                                                           {true, true, L" d r a1! o a1 d O A0p"},
+                                                           {false, true, L" d r! o r a1 d A0p"}};
+    for (const auto& [readable, isProtected, expected] : rows) {
         t_str steps;
         bool owned = false;
         SID owner{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}};
         ACL list{ACL_REVISION, 0, sizeof(ACL), 0, 0};
-        ImmImportPatch<decltype(&RegDeleteKeyW)> remove("RegDeleteKeyW", [&](HKEY, LPCWSTR) {
+        REPLACE(remove, RegDeleteKeyW, [&](HKEY, LPCWSTR) {
             steps << L" d";
             return LSTATUS{ERROR_ACCESS_DENIED};
         });
-        ImmImportPatch<decltype(&GetNamedSecurityInfoW)> get(
-            "GetNamedSecurityInfoW",
-            [&](auto, auto, auto what, PSID* readOwner, auto, ACL** readList, auto, PSECURITY_DESCRIPTOR* read) {
-                steps << L" r";
-                if (!row.readable && !owned) {
-                    steps << L"!";
-                    return DWORD{ERROR_ACCESS_DENIED};
-                }
-                *readOwner = (what & OWNER_SECURITY_INFORMATION) != 0 ? &owner : nullptr;
-                *readList = &list;
-                *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
-                InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
-                SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, row.isProtected ? SE_DACL_PROTECTED : 0);
-                return DWORD{ERROR_SUCCESS};
-            });
-        ImmImportPatch<decltype(&SetNamedSecurityInfoW)> set(
-            "SetNamedSecurityInfoW", [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {
-                if (what == OWNER_SECURITY_INFORMATION) {
-                    owned = newOwner != &owner;
-                    steps << (owned ? L" o" : L" O");
-                    EXPECT_EQ(mayTake.has_value() && owned, IsEnabled(kTakeOwnership).value_or(false));
-                    EXPECT_EQ(mayRestore.has_value() && !owned, IsEnabled(kRestore).value_or(false));
+        REPLACE(get, GetNamedSecurityInfoW,
+                [&](auto, auto, auto what, PSID* readOwner, auto, ACL** readList, auto, PSECURITY_DESCRIPTOR* read) {
+                    steps << L" r";
+                    if (!readable && !owned) {
+                        steps << L"!";
+                        return DWORD{ERROR_ACCESS_DENIED};
+                    }
+                    *readOwner = (what & OWNER_SECURITY_INFORMATION) != 0 ? &owner : nullptr;
+                    *readList = &list;
+                    *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
+                    InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
+                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, isProtected ? SE_DACL_PROTECTED : 0);
                     return DWORD{ERROR_SUCCESS};
-                }
-                const bool former = newList == &list;
-                steps << (former ? L" A" : L" a") << std::uint32_t{newList->AceCount};
-                steps << ((what & PROTECTED_DACL_SECURITY_INFORMATION) != 0 ? L"p" : L"");
-                steps << (former || owned ? L"" : L"!");
-                return former || owned ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_ACCESS_DENIED};
-            });
+                });
+        REPLACE(set, SetNamedSecurityInfoW, [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {
+            if (what == OWNER_SECURITY_INFORMATION) {
+                owned = newOwner != &owner;
+                steps << (owned ? L" o" : L" O");
+                EXPECT_EQ(mayTake.has_value() && owned, IsEnabled(kTakeOwnership).value_or(false));
+                EXPECT_EQ(mayRestore.has_value() && !owned, IsEnabled(kRestore).value_or(false));
+                return DWORD{ERROR_SUCCESS};
+            }
+            const bool former = newList == &list;
+            steps << (former ? L" A" : L" a") << std::uint32_t{newList->AceCount};
+            steps << ((what & PROTECTED_DACL_SECURITY_INFORMATION) != 0 ? L"p" : L"");
+            steps << (former || owned ? L"" : L"!");
+            return former || owned ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_ACCESS_DENIED};
+        });
         EXPECT_FALSE(user.DeleteKey(errors, true, L"x"));
-        EXPECT_EQ(row.steps, steps);
+        EXPECT_EQ(expected, steps);
         EXPECT_EQ(mayTake, IsEnabled(kTakeOwnership));
         EXPECT_EQ(mayRestore, IsEnabled(kRestore));
     }

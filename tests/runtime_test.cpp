@@ -5,11 +5,9 @@
 #include <objbase.h>
 #include <shlobj.h>
 
-#include <map>
-
 #include "runtime/os_flags.h"
 #include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/lookup_patch.h"
 #include "tests/real_windows.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
@@ -56,14 +54,9 @@ struct Runtime : testing::Test
     t_scratchRegistry scratch{HKEY_LOCAL_MACHINE};
     t_scratchDirectory directory;
     t_path programDirectory;
-    std::map<std::string, void*> lookedUp{{"GetModuleFileNameW", reinterpret_cast<void*>(&AnswerModuleFileName)},
-                                          {"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}};
     // In place for every test, since the safe-API table is prepared once in a process.
-    ImmImportPatch<decltype(&GetProcAddress)> patch{"GetProcAddress", [this](HMODULE module, LPCSTR name) {
-                                                        return lookedUp.count(name) != 0
-                                                                   ? reinterpret_cast<FARPROC>(lookedUp[name])
-                                                                   : patch.Original(module, name);
-                                                    }};
+    t_lookupPatch lookUp{{{"GetModuleFileNameW", reinterpret_cast<void*>(&AnswerModuleFileName)},
+                          {"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}}};
     t_errorChain errors;
     t_runtime runtime;
 };
@@ -165,8 +158,8 @@ TEST(OsFlags, ByVersionAndSource)
 TEST_F(Runtime, FailedStepsStopNothingAndMayBeRepeated)
 {
     {
-        ImmImportPatch<decltype(&GetTempPathW)> temp("GetTempPathW", [](auto...) { return SetLastError(5), 0; });
-        ImmImportPatch<decltype(&SHGetFolderPathW)> folder("SHGetFolderPathW", [](auto...) { return E_FAIL; });
+        REPLACE(temp, GetTempPathW, [](auto...) { return SetLastError(5), 0; });
+        REPLACE(folder, SHGetFolderPathW, [](auto...) { return E_FAIL; });
         programPath.assign(260, L'x');
         WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
         EXPECT_FALSE(Initialise(runtime, 1));
