@@ -89,12 +89,11 @@ bool ReadCurrentSession(t_errorChain& errors, t_session& session)
 {
     constexpr wchar_t kFailed[] = L"无法读取会话用户";
     session = {};
-    DWORD id = 0;
-    t_str name, domain;
-    if (!ProcessIdToSessionId(GetCurrentProcessId(), &id)) {
-        return FailWithSystemError(errors, GetLastError(), kFailed);
+    // Its number is for people to read: the user is found without it.
+    if (DWORD id = 0; ProcessIdToSessionId(GetCurrentProcessId(), &id)) {
+        session.id = id;
     }
-    session.id = id;
+    t_str name, domain;
     if (!ReadSessionText(WTSUserName, name)) {
         return FailWithSystemError(errors, GetLastError(), kFailed);
     }
@@ -102,14 +101,13 @@ bool ReadCurrentSession(t_errorChain& errors, t_session& session)
         return true;
     }
     ReadSessionText(WTSDomainName, domain);
-    // A bare name means a local account of that name first, so the domain's comes before it.
-    for (const t_str& account : {domain.empty() ? name : FormatStr(L"%s\\%s", domain.c_str(), name.c_str()), name}) {
+    const auto lookUp = [&session](const t_str& account) {
         session.user = account;
-        if (ReadUserSid(account, session.userSid)) {
-            return true;
-        }
-    }
-    return FailWithSystemError(errors, GetLastError(), kFailed);
+        return ReadUserSid(account, session.userSid);
+    };
+    // A bare name means a local account of that name first, so the domain's comes before it.
+    return (!domain.empty() && lookUp(FormatStr(L"%s\\%s", domain.c_str(), name.c_str()))) || lookUp(name) ||
+           FailWithSystemError(errors, GetLastError(), kFailed);
 }
 
 bool IsProcessElevated()

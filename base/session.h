@@ -16,7 +16,8 @@ struct t_session
 
 // Reads the session.
 // On failure appends the system error and "无法读取会话用户", and leaves what could not be had empty. Nobody being
-// logged on is no failure. Behind it: ProcessIdToSessionId, WTSQuerySessionInformationW, LookupAccountNameW.
+// logged on is no failure. Behind it: ProcessIdToSessionId, WTSQuerySessionInformationW, LookupAccountNameW,
+// ConvertSidToStringSidW.
 bool ReadCurrentSession(t_errorChain& errors, t_session& session);
 
 // Whether this process has an administrator's rights: it is elevated or, before Vista, its user is an administrator.

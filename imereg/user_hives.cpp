@@ -1,17 +1,14 @@
 #include "imereg/user_hives.h"
 
-#include <sddl.h>
 #include <shlobj.h>
-#include <wtsapi32.h>
 
 #include <algorithm>
-#include <memory>
-#include <new>
 
 #include "base/ascii_case.h"
 #include "base/os_version.h"
 #include "base/path.h"
 #include "base/privilege.h"
+#include "base/session.h"
 #include "imereg/layout_keys.h"
 #include "imereg/preload.h"
 
@@ -21,71 +18,20 @@ constexpr wchar_t kDefaultUser[] = L"default_user";
 constexpr wchar_t kCompanionPrefix[] = L"imsc";
 constexpr const wchar_t* kSystemAccounts[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
-void FreeSessionText(wchar_t* text)
-{
-    WTSFreeMemory(text);
-}
-
-using t_sessionText = ImmUnique<wchar_t*, &FreeSessionText>;
-
-// What the current session says of its user; null when it says nothing.
-t_sessionText QuerySession(WTS_INFO_CLASS what)
-{
-    t_sessionText text;
-    DWORD bytes = 0;
-    if (!WTSQuerySessionInformationW(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, what, text.Put(), &bytes) ||
-        !text || *text.Get() == L'\0') {
-        return {};
-    }
-    return text;
-}
-
-// The security identifier of a user, or null. A name may also be that of a group, a domain or the machine, which have
-// no hive.
-std::unique_ptr<BYTE[]> LookUpUser(const wchar_t* name)
-{
-    wchar_t domain[1024];
-    DWORD domainLength = ARRAYSIZE(domain);
-    DWORD size = 0;
-    SID_NAME_USE use{};
-    LookupAccountNameW(nullptr, name, nullptr, &size, domain, &domainLength, &use);
-    if (size == 0) {
-        return nullptr;
-    }
-    std::unique_ptr<BYTE[]> sid(new (std::nothrow) BYTE[size]);
-    domainLength = ARRAYSIZE(domain);
-    const bool found = sid != nullptr &&
-                       LookupAccountNameW(nullptr, name, sid.get(), &size, domain, &domainLength, &use) &&
-                       use == SidTypeUser;
-    return found ? std::move(sid) : nullptr;
-}
-
 } // namespace
 
 t_keyHandle OpenInteractiveUserHive()
 {
-    const t_sessionText userName = QuerySession(WTSUserName);
-    if (!userName) {
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    t_session session;
+    if (!ReadCurrentSession(unreported, session) || session.userSid.empty()) {
         return {};
     }
-    // A bare name means an account of this machine before one of the user's domain.
-    std::unique_ptr<BYTE[]> sid;
-    if (const t_sessionText domain = QuerySession(WTSDomainName)) {
-        sid = LookUpUser(FormatStr(L"%s\\%s", domain.Get(), userName.Get()).c_str());
-    }
-    if (sid == nullptr) {
-        sid = LookUpUser(userName.Get());
-    }
-    wchar_t* sidText = nullptr;
-    if (sid == nullptr || !ConvertSidToStringSidW(sid.get(), &sidText)) {
-        return {};
-    }
-    const t_localMemory owner(sidText);
     // The access mask is passed as the options too, which is the interface's fixed form. Of its bits the system knows
     // REG_OPTION_OPEN_LINK: a link in the place of the hive would be opened itself and not followed. Where another bit
     // is refused, the hive counts as one that cannot be opened.
     t_keyHandle hive;
-    RegOpenKeyExW(HKEY_USERS, sidText, KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
+    RegOpenKeyExW(HKEY_USERS, session.userSid.c_str(), KEY_ALL_ACCESS, KEY_ALL_ACCESS, hive.Put());
     return hive;
 }
 

@@ -12,8 +12,7 @@
 // Opens the hive of the user logged on to the current session. The installer usually runs elevated under another
 // account, whose HKEY_CURRENT_USER is not the one that counts. The user is looked up in the session's domain, and by
 // the bare name where that knows none. Returns a null owner when nobody is logged on or the hive cannot be opened.
-// Behind it: WTSQuerySessionInformationW, LookupAccountNameW, ConvertSidToStringSidW,
-// RegOpenKeyExW.
+// Behind it: ReadCurrentSession, RegOpenKeyExW.
 t_keyHandle OpenInteractiveUserHive();
 
 // Builds the path of the default profile's hive file, beside the current user's profile folder.

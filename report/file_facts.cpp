@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "base/ascii_case.h"
 #include "base/file_version.h"
 #include "launch/module_verification.h"
 #include "report/described_errors.h"
@@ -10,21 +11,34 @@ namespace n_report {
 
 namespace {
 
-void Verify(const t_path& path, t_file& file)
+// Why the verification refuses a file. The path that is shown in front of the answer is left out of it; another one,
+// where a link leads, stays.
+t_str DescribeRefusal(const t_errorChain& errors, const t_path& path, const t_path& realPath)
 {
-    t_errorChain errors;
-    t_heldFile held;
-    file.genuine = VerifyModule(errors, path.c_str(), held);
-    file.verification = file.genuine ? t_str(L"accepted") : DescribeErrors(errors);
+    t_str text = DescribeErrors(errors);
+    if (EqualIgnoringCase(path, realPath)) {
+        for (const wchar_t* const joint : {L" 的", L" "}) {
+            const std::wstring known = L"模块校验失败:" + realPath + joint;
+            if (const std::size_t at = text.find(known); at != t_str::npos) {
+                text.erase(at, known.size());
+                break;
+            }
+        }
+    }
+    return text;
 }
 
-// Of a module in the system directory, where every file would be accepted.
-void VerifyMaker(const t_path& path, t_file& file)
+template <class Verify>
+t_file ReadAndVerify(const t_path& path, Verify verify)
 {
-    t_errorChain errors;
-    t_heldFile held;
-    file.genuine = held.Open(errors, path.c_str()) && IsMakersFile(errors, held);
-    file.verification = file.genuine ? t_str(L"accepted") : DescribeErrors(errors);
+    t_file file = ReadFile(path);
+    if (file.present) {
+        t_errorChain errors;
+        t_heldFile held;
+        file.genuine = verify(errors, held);
+        file.verification = file.genuine ? t_str(L"accepted") : DescribeRefusal(errors, path, held.Path());
+    }
+    return file;
 }
 
 } // namespace
@@ -50,20 +64,16 @@ t_file ReadFile(const t_path& path)
 
 t_file ReadVerifiedFile(const t_path& path)
 {
-    t_file file = ReadFile(path);
-    if (file.present) {
-        Verify(path, file);
-    }
-    return file;
+    return ReadAndVerify(
+        path, [&](t_errorChain& errors, t_heldFile& held) { return VerifyModule(errors, path.c_str(), held); });
 }
 
 t_file ReadSignedFile(const t_path& path)
 {
-    t_file file = ReadFile(path);
-    if (file.present) {
-        VerifyMaker(path, file);
-    }
-    return file;
+    // Of a module in the system directory, where every file would be accepted.
+    return ReadAndVerify(path, [&](t_errorChain& errors, t_heldFile& held) {
+        return held.Open(errors, path.c_str()) && IsMakersFile(errors, held);
+    });
 }
 
 } // namespace n_report
