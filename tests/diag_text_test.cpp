@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <limits>
+#include <tuple>
 #include <vector>
 
 #include "diag/error_list_layout.h"
@@ -118,24 +119,21 @@ struct DamagedErrorList : ErrorListLayout
 
 TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
 {
-    const struct
-    {
-        std::size_t unit;
-        std::uint16_t value;
-        bool readable; // ReadNext and MarkAllRead need not look at every string
-    } rows[] = {{0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},
-                {2, 14, true},  {3, 1, false},  {4, 10, false}, {4, 26, false}, {4, 13, false}, {11, 'e', true}};
+    // A unit and its value, and whether MarkAllRead may pass, which need not look at every string.
+    const std::tuple<std::size_t, std::uint16_t, bool> rows[] = {
+        {0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},
+        {2, 14, true},  {3, 1, false},  {4, 10, false}, {4, 26, false}, {4, 13, false}, {11, 'e', true}};
     const std::vector<std::byte> sound = area;
-    for (const auto& row : rows) {
+    for (const auto& [unit, value, readable] : rows) {
         area = sound;
-        std::memcpy(&area[row.unit * 2], &row.value, 2);
+        std::memcpy(&area[unit * 2], &value, 2);
         const std::vector<std::byte> damaged = area;
         t_str text = L"kept";
         bool flag = true;
-        EXPECT_EQ(t_errorListResult::damaged, list.ReadNext(text, flag)) << row.unit << '=' << row.value;
+        EXPECT_EQ(t_errorListResult::damaged, list.ReadNext(text, flag)) << unit << '=' << value;
         EXPECT_TRUE(text == L"kept" && flag);
-        EXPECT_NE(kDone, list.Add(L"x", false)) << row.unit << '=' << row.value;
-        EXPECT_TRUE(row.readable || list.MarkAllRead() == t_errorListResult::damaged) << row.unit << '=' << row.value;
+        EXPECT_NE(kDone, list.Add(L"x", false)) << unit << '=' << value;
+        EXPECT_TRUE(readable || list.MarkAllRead() == t_errorListResult::damaged) << unit << '=' << value;
         EXPECT_TRUE(damaged == area);
     }
 }
