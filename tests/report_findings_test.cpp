@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <regex>
 
 #include "report/findings.h"
 #include "report/json.h"
 #include "report/log_tail.h"
-#include "report/options.h"
 #include "report/stored_text.h"
 #include "report/text.h"
 #include "report/utf8.h"
@@ -21,33 +21,31 @@ constexpr wchar_t kPy[] = L"TarvoPY.ime", kTsf[] = L"TarvoTSF.ime";
 t_module Module(const wchar_t* name)
 {
     t_module module;
-    module.file = {name, FormatStr(L"C:\\windows\\system32\\%s", name), true, 4096, L"1.0.0.1", true, L"signed"};
+    module.file = {name, FormatStr(L"C:\\%s", name), true, 4096, L"1.0.0.1", true, L"accepted"};
     return module;
 }
 
-t_entry Entry(const wchar_t* key, std::uint32_t klid, const wchar_t* imeFile = L"")
+t_entry Entry(const wchar_t* key, const wchar_t* imeFile = L"")
 {
+    const std::uint32_t klid = *imeFile == L'\0' ? 0x0804 : 0xE0200804;
     return {key, FormatStr(L"%08x", klid), klid, true, imeFile, L"布局", L""};
 }
 
-t_layout Classic(std::uint32_t klid)
+t_layout Classic()
 {
     t_layout layout;
-    layout.klid = klid;
-    layout.langId = 0x0804;
-    layout.imeFile = layout.keyImeFile = kPy;
-    layout.name = L"中文(简体) - 塔沃拼音输入法";
+    layout.klid = 0xE0200804;
+    layout.keyImeFile = kPy;
     return layout;
 }
 
 t_layout Service()
 {
     t_layout layout;
-    layout.klid = 0x0804;
     layout.langId = 0x0804;
     layout.service = L"{A}", layout.profile = L"{B}";
     layout.imeFile = kTsf;
-    layout.server = FormatStr(L"C:\\windows\\system32\\%s", kTsf);
+    layout.server = L"C:\\" + std::wstring(kTsf);
     return layout;
 }
 
@@ -58,18 +56,19 @@ t_report Healthy(bool windows8)
     report.system.windows8OrLater = windows8;
     report.product.version = L"8.5.0.1234";
     report.modules = {Module(kPy), Module(kTsf)};
-    report.layouts.records = {windows8 ? Service() : Classic(0xE0200804)};
-    t_hive user, logon;
-    user.name = L"S-1-5-21-1";
+    report.layouts.records = {windows8 ? Service() : Classic()};
+    report.lists.hives.resize(2);
+    t_hive &user = report.lists.hives[0], &logon = report.lists.hives[1];
     user.loggedOn = true;
-    user.preload = {Entry(L"1", 0x0804)};
-    if (!windows8) {
-        user.preload.push_back(Entry(L"2", 0xE0200804, kPy));
-    }
-    logon.name = L".DEFAULT";
-    logon.preload = {Entry(L"1", 0x0804)};
-    report.lists.hives = {user, logon};
+    user.preload = {Entry(L"1"), Entry(L"2", kPy)};
+    user.preload.resize(windows8 ? 1 : 2);
+    logon.preload = {Entry(L"1")};
     return report;
+}
+
+t_list<t_entry>& Preload(t_report& report, std::size_t hive)
+{
+    return report.lists.hives[hive].preload;
 }
 
 std::wstring Codes(const t_report& report)
@@ -82,304 +81,184 @@ std::wstring Codes(const t_report& report)
     return codes;
 }
 
-struct t_findingRow
-{
-    bool windows8;
-    std::function<void(t_report&)> change;
-    const wchar_t* codes;
-};
+constexpr wchar_t kOnLogon[] = L"product-on-logon-desktop ", kPending[] = L"pending-file-operation ",
+                  kHooked[] = L"hooked-function hooked-function ", kOdd[] = L"odd-value ";
+const t_entry kOddEntry{L"1", L"", 0, true, L"", L"", L"x"};
 
 } // namespace
 
 TEST(Findings, EveryKindShowsOnTheMachineThatHasItAndOnlyThere)
 {
-    const auto removeUserEntry = [](t_report& r) { r.lists.hives[0].preload.pop_back(); };
-    const auto addToUser = [](t_report& r) { r.lists.hives[0].preload.push_back(Entry(L"3", 0xE0300804, kPy)); };
-    const auto addToLogon = [](t_report& r) { r.lists.hives[1].preload.push_back(Entry(L"2", 0xE0200804, kPy)); };
-    const auto noLayouts = [](t_report& r) { r.layouts.records.clear(); };
-    const auto noProduct = [](t_report& r) {
+    struct t_row
+    {
+        std::function<void(t_report&)> change;
+        const wchar_t *before8, *since8; // codes
+    };
+    const auto uninstall = [](t_report& r) {
         r.product.version.clear();
         r.modules[0].file.present = r.modules[1].file.present = false;
         r.layouts.records.clear();
-        r.lists.hives[0].preload.resize(1);
+        Preload(r, 0).resize(1);
     };
-    const t_findingRow rows[] = {
-        {false, [](t_report&) {}, L""},
-        {true, [](t_report&) {}, L""},
-        {false, noProduct, L""},
-        {true, noProduct, L""},
+    const t_row rows[] = {
+        {[](t_report&) {}, L"", L""},
+        {uninstall, L"", L""},
         // lists
-        {false, [](t_report& r) { r.lists.hives[1].preload[0].known = false; }, L"preload-without-layout "},
-        {false, [](t_report& r) { r.lists.hives[1].preload[0] = {L"1", L"x", 0, false, L"", L"", L""}; }, L""},
-        {false, addToUser, L"layout-listed-twice "},
-        {true, addToUser, L""}, // one entry
-        {false, removeUserEntry, L"layout-not-listed "},
-        {false,
-         [&](t_report& r) {
-             removeUserEntry(r);
-             r.lists.hives[0].unseen = {L"denied"};
-         },
-         L""},
-        {true, removeUserEntry, L""},
-        {false, addToLogon, L"product-on-logon-desktop "},
-        {true, addToLogon, L"product-on-logon-desktop "},
-        {false, [](t_report& r) { r.lists.defaultUserLoaded = true; }, L"default-user-loaded "},
+        {[](t_report& r) { Preload(r, 1)[0].known = false; }, L"preload-without-layout ", L"preload-without-layout "},
+        {[](t_report& r) { Preload(r, 1)[0] = {L"1", L"x", 0, false, L"", L"", L""}; }, L"", L""},
+        {[](t_report& r) { Preload(r, 0).push_back(Entry(L"3", kPy)); }, L"layout-listed-twice ", L""}, // then one
+        {[](t_report& r) { Preload(r, 0).resize(1); }, L"layout-not-listed ", L""},
+        {[](t_report& r) { Preload(r, 0).resize(1), r.lists.hives[0].unseen.resize(1); }, L"", L""},
+        {[](t_report& r) { Preload(r, 1).push_back(Entry(L"2", kPy)); }, kOnLogon, kOnLogon},
+        {[](t_report& r) { Preload(r, 1).push_back(Entry(L"2", kTsf)); }, kOnLogon, kOnLogon},
         // registration
-        {true, [](t_report& r) { r.layouts.records.push_back(Classic(0xE0200804)); }, L"classic-layout-left "},
-        {false, [](t_report& r) { r.layouts.records.push_back(Service()); }, L"text-service-too-early "},
-        {true, noLayouts, L"text-service-missing "},
-        {false, noLayouts, L"layout-missing "},
-        {false,
-         [&](t_report& r) {
-             noProduct(r);
-             r.modules[0].file.present = true;
-         },
-         L"layout-missing "},
-        {true, [](t_report& r) { r.layouts.records[0].serverMissing = true; }, L"text-service-without-module "},
-        {true,
-         [](t_report& r) {
-             r.layouts.records[0].serverMissing = true;
-             r.modules[1].file.present = false;
-         },
+        {[](t_report& r) { r.layouts.records.push_back(Classic()); }, L"", L"classic-layout-left "},
+        {[](t_report& r) { r.layouts.records.push_back(Service()); }, L"text-service-too-early ", L""},
+        {[](t_report& r) { r.layouts.records.clear(); }, L"layout-missing ", L"text-service-missing "},
+        {[&](t_report& r) { uninstall(r), r.modules[0].file.present = true; }, L"layout-missing ", L""},
+        {[&](t_report& r) { uninstall(r), r.modules[1].file.present = true; }, L"", L"text-service-missing "},
+        {[](t_report& r) { r.layouts.records[0].serverMissing = true; }, L"", L"text-service-without-module "},
+        {[](t_report& r) { r.layouts.records[0].serverMissing = true, r.modules[1].file.present = false; }, L"",
          L"text-service-without-module "},
         // modules
-        {true, [](t_report& r) { r.modules[0].file.present = false; }, L""}, // not needed here
-        {true, [](t_report& r) { r.modules[1].file.present = false; }, L"module-missing "},
-        {false, [](t_report& r) { r.modules[0].file.present = false; }, L"module-missing "},
-        {false,
-         [](t_report& r) {
-             r.modules[0].file.present = false;
-             r.product.version.clear();
-         },
-         L"module-missing "},
-        {false, [](t_report& r) { r.modules[1].file.genuine = false; }, L"module-unsigned "},
-        {false, [](t_report& r) { r.modules[0].file.present = r.modules[0].file.genuine = false; }, L"module-missing "},
-        {false,
-         [](t_report& r) {
-             r.modules[0].holders = {{12, L"a.exe"}, {13, L"b.exe"}};
-         },
-         L"module-in-use "},
-        {false,
-         [](t_report& r) {
-             r.modules[0].pending = {{L"C:\\a", L"", false}};
-         },
-         L"pending-file-operation "},
-        {false,
-         [](t_report& r) {
-             r.product.pending = {{L"C:\\a", L"C:\\b", true}};
-         },
-         L"pending-file-operation "},
+        {[](t_report& r) { r.modules[0].file.present = false; }, L"module-missing ", L""},
+        {[](t_report& r) { r.modules[1].file.present = false; }, L"", L"module-missing "},
+        {[](t_report& r) { r.modules[0].file.present = false, r.product.version.clear(); }, L"module-missing ", L""},
+        {[](t_report& r) { r.modules[1].file.genuine = false; }, L"module-unsigned ", L"module-unsigned "},
+        {[](t_report& r) { r.modules[0].file.present = r.modules[0].file.genuine = false; }, L"module-missing ", L""},
+        {[](t_report& r) { r.modules[0].holders.resize(2); }, L"module-in-use ", L"module-in-use "},
+        {[](t_report& r) { r.modules[0].pending.resize(1); }, kPending, kPending},
+        {[](t_report& r) { r.product.pending.resize(1); }, kPending, kPending},
         // the rest
-        {false,
-         [](t_report& r) {
-             r.system.hooked = {L"a!b", L"a!c"};
-         },
-         L"hooked-function hooked-function "},
-        {false, [](t_report& r) { r.layouts.records[0].odd = {L"x"}; }, L"odd-value "},
-        {false, [](t_report& r) { r.lists.hives[1].preload[0].odd = L"x"; }, L"odd-value "},
-        {false,
-         [](t_report& r) {
-             r.lists.hives[1].sortOrder = {{L"0", L"", 0, true, L"", L"", L"x"}};
-         },
-         L"odd-value "},
-        {false,
-         [](t_report& r) {
-             r.lists.hives[1].hidden = {{L"1", L"", 0, true, L"", L"", L"x"}};
-         },
-         L"odd-value "},
+        {[](t_report& r) { r.lists.defaultUserLoaded = true; }, L"default-user-loaded ", L"default-user-loaded "},
+        {[](t_report& r) { r.system.hooked.resize(2); }, L"hooked-function hooked-function ", kHooked},
+        {[](t_report& r) { r.layouts.records[0].odd.resize(1); }, kOdd, kOdd},
+        {[](t_report& r) { Preload(r, 1)[0].odd = L"x"; }, kOdd, kOdd},
+        {[](t_report& r) { r.lists.hives[1].sortOrder = {kOddEntry}; }, kOdd, kOdd},
+        {[](t_report& r) { r.lists.hives[1].hidden = {kOddEntry}; }, kOdd, kOdd},
     };
-    for (const t_findingRow& row : rows) {
-        t_report report = Healthy(row.windows8);
-        row.change(report);
-        EXPECT_EQ(row.codes, Codes(report)) << "row " << &row - rows;
+    for (const t_row& row : rows) {
+        for (const bool windows8 : {false, true}) {
+            t_report report = Healthy(windows8);
+            row.change(report);
+            EXPECT_EQ(windows8 ? row.since8 : row.before8, Codes(report)) << "row " << &row - rows;
+        }
     }
 }
 
 namespace {
 
-// A machine with something in every place.
-t_report Full()
+// A machine with what no machine of the end-to-end runs has, and something in every place of the JSON.
+t_report Rich()
 {
-    t_report report = Healthy(false);
-    report.system = {L"6.1.7601",
-                     L"6.1 SP1",
-                     L"6.1",
-                     false,
-                     false,
-                     true,
-                     L"high (0x3000)",
-                     1,
-                     L"PC\\张三",
-                     936,
-                     L"C:\\b.exe",
-                     L"",
-                     L"class \"http\"",
-                     {L"a.dll!F"},
-                     {L"x.dll: its file cannot be read"}};
-    report.product.build = L"1234";
-    report.product.installPath = {L"C:\\Tarvo", L"the registry"};
-    report.product.envFile = L"C:\\env.ini";
-    report.product.envUserPath = L"D:\\用户";
-    report.product.switches = {{L"EnErrorLog", 3}, {L"EnablePerf", {}}};
-    report.product.configFile = L"C:\\Tarvo\\Data\\runtime.ini";
-    report.product.settings = {{L"pcaccountmanager", L"pcam", L"0", L"1"}};
-    report.product.files = {{L"TarvoExe.exe", L"C:\\Tarvo\\TarvoExe.exe", false, 0, L"", false, L""}};
-    report.product.pending = {{L"C:\\Tarvo\\a", L"C:\\Tarvo\\b", true}};
-    report.modules[0].holders = {{12, L"记事本.exe"}};
-    report.modules[1].file.genuine = false;
-    report.modules[1].file.verification = L"no signature";
-    report.layouts.records.push_back(Service());
-    report.layouts.records[1].serverMissing = true;
-    report.layouts.records[1].handle = 0xFFFFFFFFF0010804;
-    report.lists.hives[0].preload.push_back({L"03", L"e0990804\n", 0xE0990804, false, L"", L"", L"no terminator"});
-    report.lists.hives[0].hidden = {Entry(L"1", 0xE0200804, kPy)};
-    report.lists.hives[1].unseen = {L"HKEY_USERS\\.DEFAULT: 系统错误5"};
-    report.messages.unread = {{L"错误\t一", true}};
-    report.messages.logs = {{L"C:\\error.log", {L"第一行", L"第二\x9F行"}}};
-    report.findings = Judge(report);
+    t_report report;
+    report.system = {L"6.1.7601", L"6.1 SP1", L"6.1",       false, true,      true,         L"high",   1,
+                     L"PC\\张三", 936,        L"C:\\b.exe", L"",   L"choice", {L"a.dll!F"}, {L"x.dll"}};
+    report.product = {L"8.5.0.1234",
+                      L"1234",
+                      {L"C:\\T", L"registry"},
+                      {L"C:\\T\\Data", L"path"},
+                      {},
+                      L"C:\\env.ini",
+                      L"D:\\用户",
+                      {{L"EnErrorLog", 3}, {L"EnablePerf", {}}},
+                      L"C:\\r.ini",
+                      {{L"switch", L"sapi", L"0", L"1"}},
+                      {{L"a.exe", L"C:\\T\\a.exe", false, 0, L"", false, L""}},
+                      {{L"C:\\T\\a", L"C:\\T\\b", true}},
+                      {L"runtime"}};
+    report.modules = {Module(kPy)};
+    report.modules[0].holders = {{12, L"记事本.exe"}, {13, L"b.exe"}};
+    report.modules[0].pending = {{L"C:\\py", L"", false}};
+    report.modules[0].unseen = {L"programs"};
+    report.layouts.records = {Service()};
+    report.layouts.records[0].serverMissing = true;
+    report.layouts.records[0].handle = 0xFFFFFFFFF0010804;
+    report.layouts.records[0].odd = {L"odd"};
+    report.layouts.unseen = {L"layouts"};
+    report.lists.hives = {{L"S-1",
+                           true,
+                           {{L"03", L"e0990804\n", 0xE0990804, false, L"", L"", L"odd"}},
+                           {Entry(L"0", kPy)},
+                           {Entry(L"1")},
+                           {L"hive"}}};
+    report.messages = {{{L"错误\t一", true}}, {{L"C:\\error.log", {L"第一行", L"第二行"}}}, {L"messages"}};
+    report.findings = {{L"code", L"what", L"mend"}};
     return report;
+}
+
+// Without the line ends and blanks that lay it out.
+std::string Flat(const std::string& json)
+{
+    return std::regex_replace(json, std::regex("\n *"), "");
 }
 
 } // namespace
 
-TEST(Rendering, ShowsEverythingAsText)
+TEST(Rendering, ShowsInTextWhatOnlyRareMachinesHave)
 {
-    EXPECT_EQ(R"(System
-  Windows, by kernel32.dll: 6.1.7601
-  Windows, by the kernel's call: 6.1 SP1
-  Windows, by the documented call: 6.1
-  Input method used: classic
-  Elevated: yes
-  Integrity: high (0x3000)
-  Session: 1
-  Logged-on user: PC\张三
-  Code page: 936
-  Safe mode: no
-  Default browser: C:\b.exe, arguments: none (from class "http")
-  Hooked: a.dll!F
-  Not seen: x.dll: its file cannot be read
-
-Product
-  Version: 8.5.0.1234
-  Build: 1234
-  Install path: C:\Tarvo (from the registry)
-  Data path: unknown
-  User path: unknown
-  env.ini: C:\env.ini
-    [user] path=D:\用户
-  EnErrorLog: 3
-  EnablePerf: not set
-  runtime.ini: C:\Tarvo\Data\runtime.ini
-    [pcaccountmanager] pcam=0 (default: 1)
-  C:\Tarvo\TarvoExe.exe: missing
-  After a restart: C:\Tarvo\a becomes C:\Tarvo\b, which it replaces
-
-Modules
-  C:\windows\system32\TarvoPY.ime: 4096 bytes, version 1.0.0.1, signed
-    Loaded by 记事本.exe (12)
-  C:\windows\system32\TarvoTSF.ime: 4096 bytes, version 1.0.0.1, no signature
-
-Layouts: 2
-  E0200804 handle 00000000 language 0804 中文(简体) - 塔沃拼音输入法, TarvoPY.ime
-  00000804 handle FFFFFFFFF0010804 language 0804 (no name), TarvoTSF.ime
-    Text service {A}, profile {B}
-    Server: C:\windows\system32\TarvoTSF.ime, missing
-
-Lists
-  S-1-5-21-1 (the user who is logged on)
-    Preload list:
-      1: 00000804 布局
-      2: e0200804 布局
-      03: e0990804� (no layout stands behind it); odd: no terminator
-    Hidden layouts:
-      1: e0200804 布局
-  .DEFAULT
-    Preload list:
-      1: 00000804 布局
-    Not seen: HKEY_USERS\.DEFAULT: 系统错误5
-  "default_user" loaded: no
-
-Messages
-  Unread in the shared error list: 1
-    (flagged) 错误�一
-  C:\error.log
-    第一行
-    第二�行
-
-Findings: 8
-  text-service-too-early: The text service of TarvoTSF.ime is registered, which only Windows 8 and later use.
-    Run regsvr32.exe /u TarvoTSF.ime as an administrator.
-  text-service-without-module: The text service is registered, but its module C:\windows\system32\TarvoTSF.ime is missing.
-    Install the product again from the maker's setup package.
-  module-in-use: C:\windows\system32\TarvoPY.ime is loaded by 记事本.exe (12).
-    End these programs, or restart Windows, before it is replaced or deleted.
-  module-unsigned: C:\windows\system32\TarvoTSF.ime is not known as the maker's own: no signature
-    Install the product again from the maker's setup package.
-  pending-file-operation: C:\Tarvo\a waits for a restart to become C:\Tarvo\b.
-    Restart Windows.
-  preload-without-layout: Entry "03" of the preload list of S-1-5-21-1 names E0990804, which is no registered layout.
-    Delete the value "03" of "Keyboard Layout\Preload" in S-1-5-21-1, or the language in the language settings.
-  hooked-function: The code of a.dll!F is not that of its file.
-    Find the program that does this, often a security program, and update or remove it.
-  odd-value: Entry "03" of the preload list of S-1-5-21-1: no terminator.
-    Correct the value with the registry editor.
-)",
-              ToUtf8(RenderText(Full())));
+    t_report report = Rich();
+    report.messages.logs[0].lines[1] = L"第二\x9F行";
+    report.findings = Judge(report);
+    const std::string text = ToUtf8(RenderText(report));
+    for (const char* const part : {
+             "\n  Safe mode: yes\n",
+             "arguments: none (from choice)\n  Hooked: a.dll!F\n  Not seen: x.dll\n\nProduct",
+             "\n  User path: unknown\n",
+             "\n  Not seen: runtime\n\nModules",
+             "accepted\n    Loaded by 记事本.exe (12)\n    Loaded by b.exe (13)\n    After a restart: C:\\py is "
+             "deleted\n"
+             "    Not seen: programs\n",
+             " handle FFFFFFFFF0010804 language 0804 (no name), TarvoTSF.ime\n",
+             "\n      03: e0990804\xEF\xBF\xBD (no layout stands behind it); odd: odd\n",
+             "\n    Not seen: hive\n",
+             "\n    (flagged) 错误\xEF\xBF\xBD一\n  C:\\error.log\n    第一行\n    第二\xEF\xBF\xBD行\n  Not seen: "
+             "messages\n",
+             "\n  module-in-use: C:\\TarvoPY.ime is loaded by 记事本.exe (12), b.exe (13).\n    End these programs, or",
+             "\n  pending-file-operation: C:\\T\\a waits for a restart to become C:\\T\\b.\n    Restart Windows.\n",
+             "\n  hooked-function: The code of a.dll!F is not that of its file.\n    Find the program that does this",
+         }) {
+        EXPECT_NE(text.npos, text.find(part)) << part << "\n" << text;
+    }
 }
 
-TEST(Rendering, ShowsTheSameAsJson)
+TEST(Rendering, ShowsEverythingAsJson)
 {
-    const std::string json = RenderJson(Full());
-    for (const char* const part : {
-             R"("kernel32": "6.1.7601")",
-             R"("user": "PC\\张三")",
-             R"("arguments": null)",
-             R"("EnablePerf": null)",
-             R"("installPath": {
-      "path": "C:\\Tarvo",
-      "source": "the registry"
-    })",
-             R"("loadedBy": [
-        {
-          "name": "记事本.exe",
-          "processId": 12
-        }
-      ])",
-             R"("handle": "FFFFFFFFF0010804")",
-             R"("serverMissing": true)",
-             R"({
-            "key": "03",
-            "stored": "e0990804\n",
-            "klid": "E0990804",
-            "known": false,
-            "name": null,
-            "odd": "no terminator"
-          })",
-             R"("text": "错误\t一",
-        "flag": true)",
-             R"({
-      "code": "pending-file-operation",
-      "what": "C:\\Tarvo\\a waits for a restart to become C:\\Tarvo\\b.",
-      "mend": "Restart Windows."
-    })",
-         }) {
-        EXPECT_NE(json.npos, json.find(part)) << part << "\n" << json;
-    }
+    const std::string json = RenderJson(Rich());
     EXPECT_TRUE(json.starts_with("{\n  \"schema\": 1,\n  \"system\": {")) << json;
-    EXPECT_TRUE(json.ends_with("}\n")) << json;
+    EXPECT_EQ(Flat(R"({"schema": 1,
+"system": {"version": {"kernel32": "6.1.7601","kernel": "6.1 SP1","documented": "6.1"},"windows8OrLater": false,
+ "elevated": true,"integrity": "high","session": 1,"user": "PC\\张三","codePage": 936,"safeMode": true,
+ "browser": {"path": "C:\\b.exe","arguments": null,"source": "choice"},"hooked": ["a.dll!F"],
+ "unseen": ["x.dll"]},
+"product": {"version": "8.5.0.1234","build": "1234","installPath": {"path": "C:\\T","source": "registry"},
+ "dataPath": {"path": "C:\\T\\Data","source": "path"},"userPath": {"path": null,"source": null},
+ "env": {"file": "C:\\env.ini","userPath": "D:\\用户"},"switches": {"EnErrorLog": 3,"EnablePerf": null},
+ "config": {"file": "C:\\r.ini","settings": [{"section": "switch","key": "sapi","value": "0","default": "1"}]},
+ "files": [{"name": "a.exe","path": "C:\\T\\a.exe","present": false,"bytes": null,"version": null,
+ "genuine": false,"verification": null}],"pending": [{"source": "C:\\T\\a","target": "C:\\T\\b",
+ "replaces": true}],"unseen": ["runtime"]},
+"modules": [{"name": "TarvoPY.ime","path": "C:\\TarvoPY.ime","present": true,"bytes": 4096,"version": "1.0.0.1",
+ "genuine": true,"verification": "accepted","loadedBy": [{"name": "记事本.exe","processId": 12},{"name": "b.exe",
+ "processId": 13}],"pending": [{"source": "C:\\py","target": null,"replaces": false}],"unseen": ["programs"]}],
+"layouts": {"records": [{"klid": "00000000","handle": "FFFFFFFFF0010804","language": "0804","name": null,
+ "imeFile": "TarvoTSF.ime","service": "{A}","profile": "{B}","server": "C:\\TarvoTSF.ime","serverMissing": true,
+ "odd": ["odd"]}],"unseen": ["layouts"]},
+"lists": {"hives": [{"name": "S-1","loggedOn": true,"preload": [{"key": "03","stored": "e0990804\n",
+ "klid": "E0990804","known": false,"name": null,"odd": "odd"}],"sortOrder": [{"key": "0","stored": "e0200804",
+ "klid": "E0200804","known": true,"name": "布局","odd": null}],"hidden": [{"key": "1","stored": "00000804",
+ "klid": "00000804","known": true,"name": "布局","odd": null}],"unseen": ["hive"]}],"defaultUserLoaded": false},
+"messages": {"unread": [{"text": "错误\t一","flag": true}],"logs": [{"path": "C:\\error.log","lines": ["第一行",
+ "第二行"]}],"unseen": ["messages"]},
+"findings": [{"code": "code","what": "what","mend": "mend"}]})"),
+              Flat(json));
 }
 
 TEST(StoredText, TellsWhatWindowsWouldNotHaveWritten)
 {
-    struct t_row
-    {
-        const wchar_t* name;
-        std::uint32_t type;
-        std::string data;
-        const wchar_t* expected; // "text|klid|oddities"
-    };
     const std::string digits = "E\0000\0002\0000\0000\0008\0000\0004\0"s, end = "\0\0"s;
-    const t_row rows[] = {
+    const std::tuple<const wchar_t*, std::uint32_t, std::string, const wchar_t*> rows[] = {
+        // name, type and data; "text|klid|oddities"
         {L"1", 1, digits + end, L"E0200804|e0200804|"},
         {L"10", 1, digits, L"E0200804|e0200804|no terminator"},
         {L"1", 2, digits + end, L"E0200804|e0200804|type REG_EXPAND_SZ instead of REG_SZ"},
@@ -394,11 +273,11 @@ TEST(StoredText, TellsWhatWindowsWouldNotHaveWritten)
         {L"", 1, digits + end, L"E0200804|e0200804|its name is no place in the list"},
         {L"1x", 1, digits + end, L"E0200804|e0200804|its name is no place in the list"},
     };
-    for (const t_row& row : rows) {
+    for (const auto& [name, type, data, expected] : rows) {
         std::uint32_t klid = 1;
-        const auto* const data = reinterpret_cast<const std::uint8_t*>(row.data.data());
-        const t_storedText stored = ReadPreloadText(row.name, row.type, {data, row.data.size()}, klid);
-        EXPECT_EQ(row.expected, stored.text + FormatStr(L"|%x|", klid) + stored.odd);
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(data.data());
+        const t_storedText stored = ReadPreloadText(name, type, {bytes, data.size()}, klid);
+        EXPECT_EQ(expected, stored.text + FormatStr(L"|%x|", klid) + stored.odd);
     }
 }
 
@@ -411,44 +290,15 @@ TEST(Utf8, EncodesEveryLengthAndReplacesSingleSurrogates)
 
 TEST(LogTail, ReadsTheLastWholeLines)
 {
-    const auto lines = [](const std::string& bytes, bool whole, std::size_t count) {
-        std::wstring text;
-        for (const t_str& line : LastLines(bytes, whole, count)) {
-            text += line + L"|";
-        }
-        return text;
-    };
     const std::string log = "\xFF\xFE" + "a\0\r\0\n\0\x2D\x4E\r\0\n\0c\0\r\0\n\0"s;
-    EXPECT_EQ(L"a|中|c|", lines(log, true, 9));
-    EXPECT_EQ(L"中|c|", lines(log, true, 2));
-    EXPECT_EQ(L"中|c|", lines(log, false, 9));
-    EXPECT_EQ(L"d|", lines("d\0e"s, true, 9)); // half a character, no line end
-    EXPECT_EQ(L"", lines("", true, 9));
-    EXPECT_EQ(L"", lines("x", false, 9));
-}
-
-TEST(ReportOptions, AreThreeAndNothingElse)
-{
-    struct t_row
-    {
-        std::vector<const wchar_t*> arguments;
-        const wchar_t* expected; // "json help output", or the problem
-    };
-    const t_row rows[] = {
-        {{}, L"0 0 "},
-        {{L"--json", L"--output", L"--help"}, L"1 0 --help"},
-        {{L"--output", L"a", L"--help", L"--output", L"b"}, L"0 1 b"},
-        {{L"--output"}, L"--output wants a file"},
-        {{L"--output", L""}, L"--output wants a file"},
-        {{L"--help", L"-json"}, L"unknown argument \"-json\"; see --help"},
-        {{L""}, L"unknown argument \"\"; see --help"},
-    };
-    for (const t_row& row : rows) {
-        t_options options;
-        t_str problem;
-        const bool valid = ParseOptions(row.arguments, options, problem);
-        EXPECT_EQ(row.expected, valid ? FormatStr(L"%d %d %s", static_cast<int>(options.json),
-                                                  static_cast<int>(options.help), options.output.c_str())
-                                      : problem);
+    const std::tuple<std::string, bool, std::size_t, t_texts> rows[] = {
+        {log, true, 9, {L"a", L"中", L"c"}},
+        {log, true, 2, {L"中", L"c"}},
+        {log, false, 9, {L"中", L"c"}},
+        {"d\0e"s, true, 9, {L"d"}}, // half a character, no line end
+        {"", true, 9, {}},
+        {"x", false, 9, {}}};
+    for (const auto& [bytes, whole, count, lines] : rows) {
+        EXPECT_EQ(lines, LastLines(bytes, whole, count));
     }
 }

@@ -2,6 +2,7 @@
 // and the code of functions in a file.
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <set>
 
 #include "base/image_code.h"
@@ -117,50 +118,26 @@ struct t_builtImage
 {
     t_builtImage()
     {
-        Put(0, 0x5A4D, 2);
-        Put(0x3C, 0x80, 4);
-        Put(0x80, 0x4550, 4);
-        Put(0x84, 0x8664, 2);
-        Put(0x86, 1, 2);
-        Put(0x94, 0xF0, 2);
-        Put(0x98, 0x20B, 2);
-        Put(0x98 + 24, kPreferred, 8);
-        Put(0x98 + 108, 16, 4);
-        Directory(0, 0x100, 0x60);
-        Directory(3, 0x1A0, 24);
-        Directory(5, 0x1C0, 24);
-        Put(0x188 + 12, kBase, 4);
-        Put(0x188 + 16, 0x200, 4);
-        Put(0x188 + 20, kOffset, 4);
-        for (std::uint32_t i = 0; i < 0x80; ++i) {
-            bytes[kOffset + i] = static_cast<std::uint8_t>(i);
-        }
+        Words(0x0, {0x5A4D});
+        Words(0x3C, {0x80});
+        Words(0x80, {0x4550, 0x18664}); // one section
+        Words(0x94, {0xF0, 0x20B});
+        Put(0xB0, kPreferred, 8);
+        Words(0x104, {16, kBase + 0x100, 0x60}); // directories: exports, unwind data, relocations
+        Words(0x120, {kBase + 0x1A0, 24});
+        Words(0x130, {kBase + 0x1C0, 24});
+        Words(0x194, {kBase, 0x200, kOffset});
+
+        std::iota(bytes.begin() + kOffset, bytes.begin() + kOffset + 0x80, std::uint8_t{0});
         Put(kOffset + 0x2C, kPreferred + 0x2000, 8);
-
-        Section(0x100 + 24, 4);
-        Section(0x100 + 28, kBase + 0x130);
-        Section(0x100 + 32, kBase + 0x140);
-        Section(0x100 + 36, kBase + 0x150);
-        const std::uint32_t functions[] = {kBase + 0x40, kBase + 0x10, kBase + 0x158}, names[] = {0x164, 0x16A, 0x170};
-        for (std::uint32_t i = 0; i < 3; ++i) {
-            Section(0x130 + i * 4, functions[i]);
-            Section(0x140 + i * 4, kBase + names[i]);
-            Put(kOffset + 0x150 + i * 2, i == 0 ? 1 : i == 1 ? 0 : 2, 2); // the first name has the second function
-        }
-        Section(0x14C, 0x7FFFFFFF);
-        Text(0x158, "NTDLL.X");
-        Text(0x164, "Known");
-        Text(0x16A, "Leaf");
-        Text(0x170, "Other");
-
-        Section(0x1A0, kBase + 0x40); // no entry: it ends before it begins
-        Section(0x1A4, kBase);
-        Section(0x1A0 + 12, kBase + 0x10);
-        Section(0x1A0 + 16, kBase + 0x30);
-        Section(0x1C0, kBase); // one block: the end of padding, then the address
-        Section(0x1C4, 12);
-        Put(kOffset + 0x1C8, 0x0000, 2);
-        Put(kOffset + 0x1CA, 0xA02C, 2);
+        Words(kOffset + 0x118, {4, kBase + 0x130, kBase + 0x140, kBase + 0x150});
+        Words(kOffset + 0x130, {kBase + 0x40, kBase + 0x10, kBase + 0x158});
+        // Names, and which function each has: the first has the second.
+        Words(kOffset + 0x140, {kBase + 0x164, kBase + 0x16A, kBase + 0x170, 0x7FFFFFFF, 1, 2});
+        constexpr auto kNames = "NTDLL.X\0    Known\0Leaf\0 Other"sv;
+        std::copy(kNames.begin(), kNames.end(), bytes.begin() + kOffset + 0x158);
+        Words(kOffset + 0x1A0, {kBase + 0x40, kBase, 0, kBase + 0x10, kBase + 0x30}); // the first ends before it begins
+        Words(kOffset + 0x1C0, {kBase, 12, 0xA02C0000}); // one block: the end of padding, then the address
     }
 
     void Put(std::size_t offset, std::uint64_t number, std::size_t width)
@@ -169,15 +146,12 @@ struct t_builtImage
             bytes[offset + i] = static_cast<std::uint8_t>(number >> (8 * i));
         }
     }
-    void Section(std::size_t offset, std::uint32_t number) { Put(kOffset + offset, number, 4); }
-    void Text(std::size_t offset, std::string_view text)
+    void Words(std::size_t offset, std::initializer_list<std::uint32_t> numbers)
     {
-        std::copy(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(kOffset + offset));
-    }
-    void Directory(std::size_t index, std::uint32_t address, std::uint32_t size)
-    {
-        Put(0x98 + 112 + index * 8, kBase + address, 4);
-        Put(0x98 + 116 + index * 8, size, 4);
+        for (const std::uint32_t number : numbers) {
+            Put(offset, number, 4);
+            offset += 4;
+        }
     }
 
     std::vector<std::uint8_t> bytes = std::vector<std::uint8_t>(0x400);

@@ -1,6 +1,8 @@
 // The services that the report asks the system through.
 #include <gtest/gtest.h>
 
+#include <shlobj.h>
+
 #include "base/default_browser.h"
 #include "base/hook_check.h"
 #include "base/loaded_modules.h"
@@ -8,10 +10,14 @@
 #include "base/mutex.h"
 #include "base/pending_files.h"
 #include "base/session.h"
+#include "base/system_directory.h"
 #include "diag/error_list.h"
 #include "diag/error_list_peek.h"
+#include "report/gather.h"
+#include "runtime/runtime.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
+#include "tests/real_windows.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
 
@@ -50,7 +56,9 @@ struct t_loadedCopy
 {
     explicit t_loadedCopy(const t_scratchDirectory& folder) : path(folder.Path(L"Tarvo Copy.ime"))
     {
-        CopyFileW(L"C:\\windows\\system32\\version.dll", path.c_str(), FALSE);
+        t_path system;
+        ReadSystemDirectory(system);
+        CopyFileW((system + L"\\version.dll").c_str(), path.c_str(), FALSE);
         library.Reset(LoadLibraryW(path.c_str()));
         EXPECT_TRUE(library);
     }
@@ -58,9 +66,6 @@ struct t_loadedCopy
     std::wstring path;
     t_library library;
 };
-
-constexpr wchar_t kChoice[] = L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\http\\UserChoice";
-constexpr wchar_t kMachine[] = L"SOFTWARE\\Clients\\StartMenuInternet";
 
 } // namespace
 
@@ -126,26 +131,29 @@ TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
                                browser.command.arguments.c_str())
                    : t_str(L"none");
     };
-    EXPECT_EQ(L"none", find());
-    EXPECT_TRUE(Entries(errors).ends_with(L"|找不到默认浏览器")) << Entries(errors);
-    WriteText(HKEY_LOCAL_MACHINE, kMachine, L"", L"Machine");
-    WriteText(HKEY_LOCAL_MACHINE, kMachine + std::wstring(L"\\Machine\\shell\\open\\command"), L"", L"C:\\m.exe");
-    EXPECT_EQ(L"2 C:\\m.exe|", find());
-    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"\"C:\\h.exe\" \"%1\"");
-    EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find());
-    WriteText(HKEY_CURRENT_USER, kChoice, L"ProgId", L"Chosen");
-    EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find()); // a class without a command
-    constexpr wchar_t kCommand[] = L"%SystemRoot%\\system32\\reg.exe -u %1";
-    WriteRaw(HKEY_CLASSES_ROOT, L"Chosen\\shell\\open\\command", L"", REG_EXPAND_SZ, kCommand, sizeof(kCommand));
-    EXPECT_EQ(L"0 C:\\windows\\system32\\reg.exe|-u %1", find());
-    for (const wchar_t* const hostile : {L"", L"..\\Chosen", L"Chosen\\shell"}) {
-        WriteText(HKEY_CURRENT_USER, kChoice, L"ProgId", hostile);
-        EXPECT_EQ(L"1 C:\\h.exe|\"%1\"", find()) << hostile;
+    const std::wstring machine = L"SOFTWARE\\Clients\\StartMenuInternet", command = L"\\shell\\open\\command",
+                       choice = L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\http\\UserChoice";
+    const std::wstring ofMachine = L"2 C:\\m.exe|", ofClass = L"1 C:\\h.exe|\"%1\"";
+    const std::tuple<HKEY, std::wstring, const wchar_t*, std::wstring, std::wstring> rows[] = {
+        {HKEY_LOCAL_MACHINE, machine, L"", L"Machine", L"none"},
+        {HKEY_LOCAL_MACHINE, machine + L"\\Machine" + command, L"", L"C:\\m.exe", ofMachine},
+        {HKEY_CLASSES_ROOT, L"http" + command, L"", L"\"C:\\h.exe\" \"%1\"", ofClass},
+        {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen", ofClass}, // a class without a command
+        {HKEY_CLASSES_ROOT, L"Chosen" + command, L"", L"C:\\c.exe -u", L"0 C:\\c.exe|-u"},
+        {HKEY_CURRENT_USER, choice, L"ProgId", L"", ofClass},
+        {HKEY_CURRENT_USER, choice, L"ProgId", L"..\\Chosen", ofClass},
+        {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen\\shell", ofClass},
+        {HKEY_CLASSES_ROOT, L"http" + command, L"", L"\\\\server\\h.exe", ofMachine},
+        {HKEY_CLASSES_ROOT, L"http" + command, L"", L"C:\\" + std::wstring(3000, L'x'), ofMachine},
+    };
+    for (const auto& [root, key, name, text, expected] : rows) {
+        WriteText(root, key, name, text);
+        EXPECT_EQ(expected, find()) << text;
+        EXPECT_EQ(expected == L"none", Entries(errors).ends_with(L"|找不到默认浏览器")) << text;
     }
-    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"\\\\server\\h.exe");
-    EXPECT_EQ(L"2 C:\\m.exe|", find());
-    WriteText(HKEY_CLASSES_ROOT, L"http\\shell\\open\\command", L"", L"C:\\" + std::wstring(3000, L'x'));
-    EXPECT_EQ(L"2 C:\\m.exe|", find());
+    constexpr wchar_t kExpanded[] = L"%SystemRoot%\\system32\\reg.exe -u %1";
+    WriteRaw(HKEY_CLASSES_ROOT, L"http" + command, L"", REG_EXPAND_SZ, kExpanded, sizeof(kExpanded));
+    EXPECT_EQ(FormatStr(L"1 %s\\system32\\reg.exe|-u %%1", _wgetenv(L"SystemRoot")), find());
 }
 
 TEST_F(ReportSystem, ListsTheProgramsThatHoldALibrary)
@@ -181,26 +189,18 @@ TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
     GetEnvironmentVariableW(L"USERNAME", name, 100);
     EXPECT_EQ(name, std::wstring(FileNamePart(session.user)));
     EXPECT_TRUE(KeyExists(HKEY_USERS, session.userSid));
-    EXPECT_TRUE(IsProcessElevated());
+    EXPECT_EQ(IsUserAnAdmin() != FALSE, IsProcessElevated());
     std::uint32_t level = 0;
-    EXPECT_TRUE(ReadIntegrityLevel(level));
-    EXPECT_EQ(0x3000u, level);
+    EXPECT_EQ(!RunsBeforeVista(), ReadIntegrityLevel(level));
+    EXPECT_EQ(RunsBeforeVista() ? 0u : IsProcessElevated() ? 0x3000u : 0x2000u, level);
 
-    // The name with the domain is not known; the bare one is that of a user, or of something else.
-    for (const SID_NAME_USE kind : {SidTypeUser, SidTypeDomain}) {
-        ImmImportPatch<decltype(&LookupAccountNameW)> lookup(
-            "LookupAccountNameW",
-            [&](LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD size, LPWSTR domain, LPDWORD domainSize,
-                PSID_NAME_USE use) -> WINBOOL {
-                const bool found = std::wcschr(account, L'\\') == nullptr &&
-                                   lookup.Original(system, account, sid, size, domain, domainSize, use);
-                *use = kind;
-                return found;
-            });
-        EXPECT_EQ(kind == SidTypeUser, ReadCurrentSession(errors, session));
-        EXPECT_EQ(name, session.user);
-        EXPECT_EQ(kind == SidTypeUser, !session.userSid.empty());
-    }
+    ImmImportPatch<decltype(&LookupAccountNameW)> lookup("LookupAccountNameW", [](auto...) -> WINBOOL {
+        SetLastError(ERROR_NONE_MAPPED);
+        return FALSE;
+    });
+    EXPECT_FALSE(ReadCurrentSession(errors, session));
+    EXPECT_EQ(name, session.user);
+    EXPECT_EQ(L"", session.userSid);
     EXPECT_EQ(L"系统错误1332|无法读取会话用户", Entries(errors));
 }
 
@@ -264,7 +264,7 @@ TEST_F(ReportSystem, LooksAtTheErrorListWithoutTakingEntries)
         EXPECT_TRUE(list.Add(errors, posted, postedFlag));
     }
     EXPECT_EQ(L"一!;!;二;", peek());
-    EXPECT_EQ(L"一!;!;二;", peek());
+    EXPECT_EQ(3u, n_report::GatherMessages(t_runtime()).unread.size());
     EXPECT_TRUE(list.ReadNext(errors, text, flag));
     EXPECT_EQ(L"!;二;", peek());
 

@@ -9,14 +9,6 @@
 
 namespace {
 
-void ReadImage(std::span<const std::uint8_t> bytes)
-{
-    const t_imageFile image(bytes);
-    const std::uint32_t address = image.FindFunction("Known");
-    Check(image.IsValid() || address == 0);
-    Check(image.ReadFunction(address, 0x7FF612340000).size() <= t_imageFile::kMaxFunctionBytes);
-}
-
 void ReadPending(const t_str& stored)
 {
     std::size_t removed = 0;
@@ -30,16 +22,6 @@ void ReadPending(const t_str& stored)
     }
 }
 
-void Split(const t_str& command)
-{
-    t_shellCommand result;
-    const auto exists = [](const t_path& path) { return path.size() % 3 == 0; };
-    if (SplitShellCommand(command, exists, result)) {
-        Check(result.program.size() > 6 && result.program[1] == L':' && result.program.size() < 260);
-        Check(result.program.size() + result.arguments.size() <= command.size() + 4); // ".exe" may have been added
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -50,20 +32,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::span bytes(data + 1, size - 1);
     const t_str text = ToUnits(data + 1, size - 1);
     std::uint32_t klid = 0;
-    switch (*data) {
-    case 'i':
-        ReadImage(bytes);
-        break;
-    case 'p':
+    t_shellCommand command;
+    const auto exists = [](const t_path& path) { return path.size() % 3 == 0; };
+    if (const t_imageFile image(bytes); *data == 'i') {
+        const std::uint32_t address = image.FindFunction("Known");
+        Check(image.IsValid() || address == 0);
+        Check(image.ReadFunction(address, 0x7FF612340000).size() <= t_imageFile::kMaxFunctionBytes);
+    } else if (*data == 'p') {
         ReadPending(text);
-        break;
-    case 's':
-        Split(text);
-        break;
-    case 'l':
+    } else if (*data == 's' && SplitShellCommand(text, exists, command)) {
+        Check(command.program.size() > 6 && command.program[1] == L':' && command.program.size() < 260);
+        Check(command.program.size() + command.arguments.size() <= text.size() + 4); // ".exe" may have been added
+    } else if (*data == 'l') {
         Check(n_report::LastLines({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, false, 3).size() <= 3);
-        break;
-    default:
+    } else {
         Check(n_report::ReadPreloadText(L"1", *data, bytes, klid).text.size() <= bytes.size() / 2);
         Check(n_report::ToUtf8(text).size() <= 3 * text.size());
     }
