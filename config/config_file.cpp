@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/ascii_case.h"
+#include "base/directory.h"
 #include "base/perf.h"
 #include "config/code_page.h"
 #include "config/encoding.h"
@@ -26,12 +27,6 @@ bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
     }
     const t_decoded result = DecodeText(bytes, decoded);
     return result == t_decoded::text || (result == t_decoded::codePage936 && DecodeCodePage936(bytes, decoded));
-}
-
-bool IsMissing(const wchar_t* path)
-{
-    return GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES &&
-           (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
 }
 
 } // namespace

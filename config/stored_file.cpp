@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "base/file_links.h"
 #include "base/open_file.h"
 #include "config/new_file.h"
 #include "diag/system_error.h"
@@ -21,7 +22,8 @@ constexpr DWORD kPauseMilliseconds = 30;
 // tell: access is denied to a replacement of a file that is open, too, and to a file that is being deleted.
 bool IsRefused(DWORD code)
 {
-    return code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED;
+    return code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED || code == ERROR_LOCK_VIOLATION ||
+           code == ERROR_USER_MAPPED_FILE;
 }
 
 // Makes a call that returns a system error code, a few times as long as it is refused.
@@ -101,8 +103,7 @@ bool Overwrite(const t_openFile& file, std::string_view bytes)
 bool HasOneName(HANDLE file)
 {
     BY_HANDLE_FILE_INFORMATION info{};
-    return GetFileInformationByHandle(file, &info) && (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
-           info.nNumberOfLinks == 1;
+    return GetFileInformationByHandle(file, &info) && !IsLink(file, info.dwFileAttributes) && info.nNumberOfLinks == 1;
 }
 
 // keptPath receives the path of the old content where that could not be put back.

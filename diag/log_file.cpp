@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "base/directory.h"
+#include "base/file_links.h"
 #include "base/security.h"
 #include "base/system_function.h"
 
@@ -16,14 +17,6 @@ namespace {
 // Links resolved, in the words that the file was opened by, behind the name of its device: a sandboxed program cannot
 // ask for the drive, nor for the long form of folders that it cannot list.
 constexpr DWORD kOpenedNameOnDevice = 0x8 | 0x2; // FILE_NAME_OPENED, VOLUME_NAME_NT
-
-// FILE_ATTRIBUTE_TAG_INFO and its class, which the headers declare for Vista and later only.
-struct t_attributeTag
-{
-    DWORD attributes;
-    DWORD reparseTag;
-};
-constexpr int kAttributeTagClass = 9;
 
 // Since Vista.
 using t_finalPathFunction = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
@@ -69,14 +62,6 @@ t_path ReadFullPath(const t_path& folder)
     return path;
 }
 
-// The length of "C:", or of "\\server\share".
-std::size_t DriveLength(std::wstring_view fullPath)
-{
-    const std::size_t colon = fullPath.find(L':');
-    return colon != fullPath.npos ? colon + 1
-                                  : std::min(fullPath.size(), fullPath.find(L'\\', fullPath.find(L'\\', 2) + 1));
-}
-
 // A folder that is a link is opened itself, not what it leads to.
 t_openFile OpenFolder(const t_path& path, DWORD access)
 {
@@ -108,32 +93,6 @@ bool IsAskedPath(const t_path& finalPath, const t_path& asked)
         }
     }
     return false;
-}
-
-// Whether a folder on the way is a link or a mount point, or cannot be looked at.
-bool LeadsOverLink(const t_path& fullPath)
-{
-    std::size_t end = DriveLength(fullPath);
-    while (end < fullPath.size()) {
-        end = std::min(fullPath.size(), fullPath.find(L'\\', end + 1));
-        const DWORD attributes = GetFileAttributesW(fullPath.substr(0, end).c_str());
-        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Whether something that was opened itself leads elsewhere. Deduplicated and cloud files are reparse points, too, and
-// lead nowhere; before Vista, where the kind cannot be asked, there are none of these.
-bool IsLink(HANDLE opened, DWORD attributes)
-{
-    using t_function = BOOL(WINAPI*)(HANDLE, int, void*, DWORD);
-    const auto getInformation = FindSystemFunction<t_function>(L"kernel32.dll", "GetFileInformationByHandleEx");
-    t_attributeTag tag{};
-    return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-           (getInformation == nullptr || !getInformation(opened, kAttributeTagClass, &tag, sizeof(tag)) ||
-            IsReparseTagNameSurrogate(tag.reparseTag));
 }
 
 // The folder that a log file is asked for in. It stays where it is while it is held.

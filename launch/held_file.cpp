@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/ascii_case.h"
+#include "base/file_links.h"
 #include "base/system_directory.h"
 #include "base/system_function.h"
 #include "diag/system_error.h"
@@ -30,20 +31,6 @@ bool MakePlain(t_path& path)
     const bool ofServer = path.size() > 2 && path.starts_with(L"\\\\") &&
                           std::wstring_view(L"\\.?").find(path[2]) == std::wstring_view::npos;
     return ofServer || StartsWithDrive(path);
-}
-
-// Whether the path, or the way to it, is a link or a mount point, or cannot be looked at.
-bool LeadsOverLink(const t_path& path)
-{
-    std::size_t end = StartsWithDrive(path) ? 2 : path.find(L'\\', path.find(L'\\', 2) + 1);
-    while (end != t_path::npos) {
-        end = path.find(L'\\', end + 1);
-        const DWORD attributes = GetFileAttributesW(path.substr(0, end).c_str());
-        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-            return true;
-        }
-    }
-    return false;
 }
 
 // Makes a plain path one without "." and "..", short names and a dot or blank at its end. Sets the last error on

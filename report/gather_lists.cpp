@@ -16,7 +16,7 @@ namespace {
 constexpr const wchar_t* kSystemHives[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
 // The identifier in a text of eight hexadecimal digits; 0 in any other.
-std::uint32_t KlidOf(std::wstring_view text)
+std::uint32_t ParseKlid(std::wstring_view text)
 {
     std::uint32_t klid = 0;
     return text.size() == 8 && ParseHexDigits(text, klid) ? klid : 0;
@@ -58,8 +58,8 @@ private:
     void ReadSubstitutes()
     {
         for (const t_rawValue& value : Values(L"Keyboard Layout\\Substitutes")) {
-            if (const std::uint32_t klid = KlidOf(value.name); klid != 0) {
-                substitutes[klid] = KlidOf(value.Text().text);
+            if (const std::uint32_t klid = ParseKlid(value.name); klid != 0) {
+                substitutes[klid] = ParseKlid(value.Text().text);
             }
         }
     }
@@ -158,7 +158,7 @@ private:
             entry.stored = stored.text;
             entry.odd = stored.odd;
             // A layout is the name of one value and the text of another.
-            entry.klid = KlidOf(stored.text) != 0 ? KlidOf(stored.text) : KlidOf(value.name);
+            entry.klid = ParseKlid(stored.text) != 0 ? ParseKlid(stored.text) : ParseKlid(value.name);
             NameEntry(entry);
             hive.hidden.push_back(std::move(entry));
         }

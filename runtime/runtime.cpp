@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "base/ascii_case.h"
+#include "base/directory.h"
 #include "base/elf_hash.h"
 #include "base/file_version.h"
 #include "base/perf.h"
@@ -20,15 +21,6 @@ std::uint32_t ReadProgramBuild()
     VS_FIXEDFILEINFO info{};
     return ReadModulePath(nullptr, program) && ReadFileVersion(program.c_str(), info) ? LOWORD(info.dwFileVersionLS)
                                                                                       : 0u;
-}
-
-bool IsMissing(const t_path& path)
-{
-    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
-        return false;
-    }
-    const DWORD error = GetLastError();
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 } // namespace
