@@ -116,6 +116,7 @@ TEST(ReportFiles, SaysWhoSignedAFileBehindItsPath)
     const auto read = [](const wchar_t* name) { return ReadSignedFile(t_path(t_str(SignedModule(name)))); };
     EXPECT_TRUE(read(L"maker.exe").genuine);
     EXPECT_EQ(L"accepted", read(L"maker.exe").verification);
+    EXPECT_EQ(std::filesystem::file_size(SignedModule(L"maker.exe")), read(L"maker.exe").bytes);
     EXPECT_FALSE(read(L"other.exe").genuine);
     EXPECT_EQ(L"签名者“Tarvo Test Maker Ltd”不是制作者,且不在摘要清单中", read(L"other.exe").verification);
 }

@@ -141,8 +141,8 @@ TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
         {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen", ofClass}, // a class without a command
         {HKEY_CLASSES_ROOT, L"Chosen" + command, L"", L"C:\\c.exe -u", L"0 C:\\c.exe|-u"},
         {HKEY_CURRENT_USER, choice, L"ProgId", L"", ofClass},
-        {HKEY_CURRENT_USER, choice, L"ProgId", L"..\\Chosen", ofClass},
-        {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen\\shell", ofClass},
+        {HKEY_CLASSES_ROOT, L"Chosen\\sub" + command, L"", L"C:\\s.exe", ofClass},
+        {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen\\sub", ofClass},
         {HKEY_CLASSES_ROOT, L"http" + command, L"", L"\\\\server\\h.exe", ofMachine},
         {HKEY_CLASSES_ROOT, L"http" + command, L"", L"C:\\" + std::wstring(3000, L'x'), ofMachine},
     };
