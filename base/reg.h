@@ -118,9 +118,9 @@ public:
     bool DeleteKey(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
 
     // Deletes a sub-key of the 32-bit view with everything under it, stopping at the first failure; a symbolic link is
-    // one. Access that the current user needs to a key is given until its sub-keys are gone. Messages of a first attempt
-    // that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys cannot be
-    // counted clears the chain.
+    // one. Access that the current user needs to a key is given until its sub-keys are gone. Messages of a first
+    // attempt that was refused because of the sub-keys stay in the chain, on success too; a sub-key whose own sub-keys
+    // cannot be counted clears the chain.
     //   subKey  a name below this key that does not cross a branch which differs between the registry views
     // Behind it: RegDeleteKeyW, RegEnumKeyW.
     bool DeleteTree(t_errorChain& errors, bool mustExist, const wchar_t* subKey);
