@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kPieceBytes = 128 * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{128} * 1024;
 
 } // namespace
 
