@@ -17,7 +17,7 @@ LSTATUS OpenUnlinkedKey(HKEY root, const wchar_t* path, REGSAM access, t_keyHand
 // Creates a key, or opens it when it exists and is no link, with all access.
 //   parent  a key that was opened by the function above
 //   name    one name, not null
-// Returns as the function above. Behind it: RegCreateKeyExW.
+// Returns as the function above. Behind it: RegCreateKeyExW, RegOpenKeyExW, NtQueryKey.
 LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key);
 
 // Deletes the key that is open, which must have no sub-keys, whatever its name leads to by now, and closes it.

@@ -11,7 +11,7 @@ namespace {
 
 constexpr wchar_t kImeFile[] = L"Ime File";
 
-// The texts are stored as t_reg stores every text, without terminators: whoever reads a layout's key copes with both.
+// Through t_reg, and so without terminators, unlike the texts that the registration steps store.
 bool WriteImeLayoutKey(t_errorChain& errors, const t_reg& layouts, std::uint32_t klid, const wchar_t* imeFilePath,
                        const wchar_t* layoutText)
 {
