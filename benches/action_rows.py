@@ -1,15 +1,16 @@
 """The rows of the actions: what one takes beside the calls it cannot do without, a batch file and an NSIS script."""
 import contextlib
-import os
 import pathlib
-import re
 import statistics
 import subprocess
 import time
 
 import wine
-from bench_table import Row
+from bench_table import RELEASE, Row
 
+PROGRAM = RELEASE / "TarvoLayout.exe"
+EMPTY = RELEASE / "benches/empty.exe"
+MOST_BYTES = 220_000
 SEQUENCES = wine.BUILD.parent / "tests/end_to_end_sequences"
 TSF = "{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}"
 ACTIONS = {"11": ("install", "uninstall"), "7": ("install", "uninstall", "debug")}
@@ -93,10 +94,10 @@ def seconds(session, command):
     return taken
 
 
-def peers(session, program, version, action, folder):
+def peers(session, version, action, folder):
     """Runs an action once; gives the registry text that takes its changes back and the commands to be compared."""
     before = session.export()
-    session.run(program, f"--{action}")
+    session.run(PROGRAM, f"--{action}")
     after = session.export()
     session.correct()
     undo = registry_text(edits(session.export(), before))
@@ -109,8 +110,8 @@ def peers(session, program, version, action, folder):
     script.write_text(nsis_script(own, registration, script.with_suffix(".exe")), "utf-8-sig")
     subprocess.run(["makensis", "-V1", script], check=True)
     return undo, {
-        "product": (program, f"--{action}"),
-        "floor": (wine.BUILD / "release/benches/floor_action.exe", f"{action}_{version}"),
+        "product": (PROGRAM, f"--{action}"),
+        "floor": (RELEASE / "benches/floor_action.exe", f"{action}_{version}"),
         "batch file": (r"C:\windows\system32\cmd.exe", "/c", f"Z:{batch}".replace("/", "\\")),
         "NSIS": (script.with_suffix(".exe"),),
     }
@@ -126,7 +127,6 @@ def measure(session, undo, commands, rounds):
 
 
 def rows(rounds, wanted):
-    program = wine.BUILD / "release/TarvoLayout.exe"
     for version, actions in ACTIONS.items():
         if not any(wanted(f"{action} on {version}") for action in actions):
             continue
@@ -136,15 +136,43 @@ def rows(rounds, wanted):
             session.reset((SEQUENCES / "text_service.reg").read_text("utf-8") if version == "11" else "")
             for action in actions:
                 if action != "install":
-                    session.run(program, "--install")
+                    session.run(PROGRAM, "--install")
                     session.correct()
                 row = f"{action} on {version}"
                 if not wanted(row):
                     continue
-                undo, commands = peers(session, program, version, action, folder)
+                undo, commands = peers(session, version, action, folder)
                 session.register(undo)
                 median = measure(session, undo, commands, rounds)
                 mine = median["product"]
                 for name, aim in ("floor", 1.15), ("batch file", 1.0), ("NSIS", 1.0):
                     beside = {"floor": "the calls it cannot avoid", "NSIS": "NSIS script"}.get(name, name)
                     yield Row(row, beside, mine / median[name], aim, f"{mine:.1f} ms to {median[name]:.1f} ms")
+
+
+def peak(session, program, *options):
+    """The largest working set of a run, in KiB, as Linux last had it before the end."""
+    most = 0
+    with session.start(program, *options, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+        status = pathlib.Path(f"/proc/{process.pid}/status")
+        while process.poll() is None:
+            with contextlib.suppress(OSError, StopIteration):
+                most = next(int(line.split()[1]) for line in status.read_text().splitlines() if line.startswith("VmHWM"))
+            time.sleep(0.001)
+    return most
+
+
+def size_rows(rounds, wanted):
+    if not wanted("size"):
+        return
+    size, least = PROGRAM.stat().st_size, EMPTY.stat().st_size
+    yield Row("size", "an empty program", size / least, MOST_BYTES / least, f"{size:,} to {least:,} bytes")
+    for version in ACTIONS:
+        with wine.Session(wine.BUILD / "bench" / version / "prefix", version) as session:
+            peaks = {program: [] for program in ((PROGRAM, "--install"), (EMPTY,))}
+            for _ in range(rounds):
+                for command, values in peaks.items():
+                    values.append(peak(session, *command))
+            mine, least = (statistics.median(values) for values in peaks.values())
+            yield Row(f"peak memory of install on {version}", "an empty program", mine / least, None,
+                      f"{mine:,.0f} to {least:,.0f} KiB, system libraries included")
