@@ -3,6 +3,7 @@ import contextlib
 import pathlib
 import statistics
 import subprocess
+import threading
 import time
 
 import wine
@@ -87,8 +88,11 @@ def seconds(session, command):
     """How long a program takes to end. What it starts and does not wait for is no part of it, but ends before this."""
     begin = time.perf_counter()
     process = session.start(*command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    process.wait(wine.LIMIT)
+    watch = threading.Timer(wine.LIMIT, process.kill)
+    watch.start()
+    process.wait()  # a limit given to it would make it look now and then only
     taken = time.perf_counter() - begin
+    watch.cancel()
     while any(session.processes("regsvr32.exe")):
         time.sleep(0.005)
     return taken
@@ -101,6 +105,9 @@ def peers(session, version, action, folder):
     after = session.export()
     session.correct()
     undo = registry_text(edits(session.export(), before))
+    session.register(undo)
+    if session.export() != before:
+        raise RuntimeError(f"the changes of {action} on {version} cannot be taken back")
     own = [edit for edit in edits(before, after) if TSF not in edit[0].upper()]
     registration = "" if version == "7" else r"/s C:\windows\system32\TarvoTSF.ime" if action == "install" else \
         r"/s /u C:\windows\system32\TarvoTSF.ime"
@@ -109,15 +116,22 @@ def peers(session, version, action, folder):
     batch.write_bytes(batch_file(own, registration).encode("gbk"))
     script.write_text(nsis_script(own, registration, script.with_suffix(".exe")), "utf-8-sig")
     subprocess.run(["makensis", "-V1", script], check=True)
-    return undo, {
+    commands = {
         "product": (PROGRAM, f"--{action}"),
         "floor": (RELEASE / "benches/floor_action.exe", f"{action}_{version}"),
         "batch file": (r"C:\windows\system32\cmd.exe", "/c", f"Z:{batch}".replace("/", "\\")),
         "NSIS": (script.with_suffix(".exe"),),
     }
+    for name in "batch file", "NSIS":
+        session.run(*commands[name])
+        if list(edits(after, session.export())):
+            raise RuntimeError(f"the {name} does not do what {action} on {version} does")
+        session.register(undo)
+    return undo, commands
 
 
 def measure(session, undo, commands, rounds):
+    """The median milliseconds of each command, which run in turn and each on the same registry."""
     taken = {name: [] for name in commands}
     for _ in range(rounds):
         for name, command in commands.items():
@@ -142,7 +156,6 @@ def rows(rounds, wanted):
                 if not wanted(row):
                     continue
                 undo, commands = peers(session, version, action, folder)
-                session.register(undo)
                 median = measure(session, undo, commands, rounds)
                 mine = median["product"]
                 for name, aim in ("floor", 1.15), ("batch file", 1.0), ("NSIS", 1.0):

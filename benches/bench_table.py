@@ -79,8 +79,9 @@ def main(description):
     programs = build()
     os.sched_setaffinity(0, {PROCESSOR})  # Wine's programs wait for its server: two processors make medians of two kinds
     rows = []
-    for more in (action_rows.rows(5 if arguments.quick else 15, wanted), call_rows.rows(wanted),
-                 action_rows.size_rows(wanted), library_rows(programs, wanted)):
+    rounds = 5 if arguments.quick else 15
+    for more in (action_rows.rows(rounds, wanted), call_rows.rows(wanted), action_rows.size_rows(rounds, wanted),
+                 library_rows(programs, wanted)):
         for row in more:
             print(f"Measured: {row.row}, beside {row.beside}", file=sys.stderr, flush=True)
             rows.append(row)
