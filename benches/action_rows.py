@@ -141,20 +141,19 @@ def measure(session, undo, commands, rounds):
 
 
 def rows(rounds, wanted):
-    for version, actions in ACTIONS.items():
-        if not any(wanted(f"{action} on {version}") for action in actions):
+    for version, all_actions in ACTIONS.items():
+        actions = [action for action in all_actions if wanted(f"{action} on {version}")]
+        if not actions:
             continue
         folder = wine.BUILD / "bench" / version
         with wine.Session(folder / "prefix", version) as session:
             # On 11 the classic layouts of an earlier installation are there, so each step has something to do.
             session.reset((SEQUENCES / "text_service.reg").read_text("utf-8") if version == "11" else "")
             for action in actions:
+                row = f"{action} on {version}"
                 if action != "install":
                     session.run(PROGRAM, "--install")
                     session.correct()
-                row = f"{action} on {version}"
-                if not wanted(row):
-                    continue
                 undo, commands = peers(session, version, action, folder)
                 median = measure(session, undo, commands, rounds)
                 mine = median["product"]
@@ -176,16 +175,18 @@ def peak(session, program, *options):
 
 
 def size_rows(rounds, wanted):
-    if not wanted("size"):
-        return
     size, least = PROGRAM.stat().st_size, EMPTY.stat().st_size
-    yield Row("size", "an empty program", size / least, MOST_BYTES / least, f"{size:,} to {least:,} bytes")
+    if wanted("size"):
+        yield Row("size", "an empty program", size / least, MOST_BYTES / least, f"{size:,} to {least:,} bytes")
     for version in ACTIONS:
+        row = f"peak memory of install on {version}"
+        if not wanted(row):
+            continue
         with wine.Session(wine.BUILD / "bench" / version / "prefix", version) as session:
             peaks = {program: [] for program in ((PROGRAM, "--install"), (EMPTY,))}
             for _ in range(rounds):
                 for command, values in peaks.items():
                     values.append(peak(session, *command))
             mine, least = (statistics.median(values) for values in peaks.values())
-            yield Row(f"peak memory of install on {version}", "an empty program", mine / least, None,
+            yield Row(row, "an empty program", mine / least, None,
                       f"{mine:,.0f} to {least:,.0f} KiB, system libraries included")
