@@ -1,21 +1,10 @@
-#include <windows.h>
+#include "tests/windows_test.h"
 
 #include <sddl.h>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <utility>
-#include <vector>
 
 #include "base/handles.h"
 #include "config/runtime_file.h"
 #include "config/text_cipher.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
-#include "tests/scratch_directory.h"
 
 namespace n_config {
 

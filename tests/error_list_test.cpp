@@ -1,14 +1,10 @@
 #include "diag/error_list.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstring>
 
 #include "base/mutex.h"
-#include "tests/chain_entries.h"
 #include "tests/child_process.h"
-#include "tests/import_patch.h"
+#include "tests/windows_test.h"
 
 namespace {
 

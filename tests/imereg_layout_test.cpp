@@ -1,15 +1,9 @@
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "tests/windows_test.h"
 
 #include <imm.h>
 #include <sddl.h>
 #include <shlobj.h>
 #include <wtsapi32.h>
-
-#include <map>
-#include <optional>
-#include <vector>
 
 #include "base/singleton.h"
 #include "base/trace.h"

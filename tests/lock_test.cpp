@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <optional>
 #include <thread>
 
 #include "base/critical_section.h"
 #include "base/locker.h"
 #include "base/security.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/windows_test.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #include "diag/log_writer.h"
 
-#include <gtest/gtest.h>
-
 #include <aclapi.h>
 #include <objbase.h>
 
@@ -9,11 +7,8 @@
 #include "base/singleton.h"
 #include "base/system_function.h"
 #include "runtime/runtime.h"
-#include "tests/chain_entries.h"
 #include "tests/child_process.h"
-#include "tests/lookup_patch.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 

@@ -1,16 +1,9 @@
 #include "base/reg.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <aclapi.h>
 #include <sddl.h>
 
-#include <optional>
-
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 

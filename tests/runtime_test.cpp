@@ -1,7 +1,5 @@
 #include "runtime/runtime.h"
 
-#include <gtest/gtest.h>
-
 #include <objbase.h>
 #include <shlobj.h>
 
@@ -10,12 +8,9 @@
 #include "base/perf.h"
 #include "config/config_file.h"
 #include "runtime/os_flags.h"
-#include "tests/chain_entries.h"
 #include "tests/child_process.h"
-#include "tests/lookup_patch.h"
 #include "tests/real_windows.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 
