@@ -29,7 +29,8 @@ TEST(HklRecord, ComparesByLanguageThenGuidsReversedOrIdentifier)
         EXPECT_EQ(expected, CompareHkl(a, b));
         EXPECT_EQ(-expected, CompareHkl(b, a));
     }
-    EXPECT_TRUE(IsPlainKeyboardLayout({0, 0xDFFFFFFF, 0, kA, {}}) && !IsPlainKeyboardLayout({0, 0x0804, 0, kA, kB}));
+    EXPECT_TRUE(IsPlainKeyboardLayout({0, 0xDFFFFFFF, 0, kA, {}}));
+    EXPECT_FALSE(IsPlainKeyboardLayout({0, 0x0804, 0, kA, kB}));
 }
 
 // By the first merge the first one becomes a profile and equals the last; by the second it takes its identifier, which
@@ -39,7 +40,8 @@ TEST(HklList, DedupeMergesInOrder)
     t_hklList list = {{0, 5, 4, {}, {}}, {0, 7, 4, {}, {}}, {1, 5, 4, kA, kB}, {2, 7, 4, kA, kB}};
     DedupeHklList(list);
     ASSERT_EQ(2u, list.size());
-    EXPECT_TRUE(Same({2, 7, 4, kA, kB}, list[0]) && Same({0, 7, 4, {}, {}}, list[1]));
+    EXPECT_TRUE(Same({2, 7, 4, kA, kB}, list[0]));
+    EXPECT_TRUE(Same({0, 7, 4, {}, {}}, list[1]));
 }
 
 TEST(ImeFileMaps, NamesIgnoreCaseAndMergeTheirRecords)

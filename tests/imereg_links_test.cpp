@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <optional>
-
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
 #include "tests/preload_text.h"
+#include "tests/windows_test.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 

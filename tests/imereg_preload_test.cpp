@@ -89,7 +89,9 @@ TEST(SortOrder, NewItemFollowsTheLast)
         const t_fakeOsVersion os(major, 1);
         for (DWORD i = 0; i < 3; ++i) {
             const DWORD klid = 0x0804 + i;
-            WriteRaw(HKEY_CURRENT_USER, FormatStr(L"%s\\%08x", kSortList, i), L"KeyboardLayout", REG_DWORD, &klid, 4);
+            // The first one's name is no place in the list.
+            WriteRaw(HKEY_CURRENT_USER, FormatStr(L"%s\\%s%07x", kSortList, i == 0 ? L"" : L"0", i), L"KeyboardLayout",
+                     REG_DWORD, &klid, 4);
         }
         const std::wstring before = DumpKey(HKEY_CURRENT_USER, kSortList);
         AddToPreload(0x0806, HKEY_CURRENT_USER, L"x", false);
