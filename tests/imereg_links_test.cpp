@@ -23,7 +23,6 @@ void ChangeEverything(HKEY hive)
 {
     AddToPreload(kNew, hive, L"x", false);
     RemoveFromPreload(kListed, hive);
-    WritePreloadMap(hive, {{1, kNew}});
     t_errorChain errors;
     t_hklManager_InstallWrap().UnhideLayout(errors, t_hkl{});
 }
@@ -97,6 +96,22 @@ TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
             });
     EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
     EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
+}
+
+TEST(Links, AreLookedForWithoutOpeningAKeyTwice)
+{
+    const t_scratchRegistry registry;
+    const t_fakeOsVersion os(5, 2);
+    const t_keyHandle hive = MakeKey(HKEY_USERS, L"hive");
+    WriteHive(hive.Get());
+    REPLACE(open, RegOpenKeyExW, [&](auto... all) { return open.Original(all...); });
+    REPLACE(create, RegCreateKeyExW, [&](auto... all) { return create.Original(all...); });
+    AddToPreload(kNew, hive.Get(), L"x", false);
+    EXPECT_EQ(2, open.calls);
+    EXPECT_EQ(1, create.calls);
+    RemoveFromPreload(kNew, hive.Get());
+    EXPECT_EQ(4, open.calls);
+    EXPECT_EQ(2, create.calls);
 }
 
 // As S-1-5-18 is one to .DEFAULT.
