@@ -68,8 +68,7 @@ TEST(Preload, UnterminatedDataIsRead)
     WriteRaw(HKEY_CURRENT_USER, kPreload, L"2", REG_BINARY, L"00000804", 15);
     WriteRaw(HKEY_CURRENT_USER, kPreload, L"3", REG_SZ, std::wstring(33, L'1').c_str(), 64);
     t_preloadMap map;
-    t_keyHandle key;
-    EXPECT_TRUE(ReadPreloadMap(HKEY_CURRENT_USER, map, key));
+    EXPECT_TRUE(ReadPreloadMap(HKEY_CURRENT_USER, map));
     EXPECT_EQ((t_preloadMap{{1, 0xE0200804}, {2, 0x00000804}, {3, 0xFFFFFFFF}}), map);
 }
 
