@@ -108,10 +108,10 @@ def catalogue(layouts, searched):
 
 
 def removal(entries, predefined=False):
-    """From a preload list of so many entries: one reading more finds its end. Both keys stay open until it is rewritten."""
+    """From a preload list of so many entries: one reading more finds its end. The rewriting opens it again."""
     below_root = UNLINKED_BELOW_PREDEFINED if predefined else UNLINKED
     read = below_root + times("RegEnumValueW", entries + 1)
-    return read + below_root + times("RegDeleteKeyW") + MADE + times("RegSetValueExW", entries - 1)
+    return read + below_root + UNLINKED + times("RegDeleteKeyW") + MADE + times("RegSetValueExW", entries - 1)
 
 
 def adding(entries, items):

@@ -94,14 +94,14 @@ LSTATUS AddToPreload(std::uint32_t klid, HKEY hive, const wchar_t* label, bool t
 void RemoveFromPreload(std::uint32_t klid, HKEY hive)
 {
     t_preloadMap map;
-    t_keyHandle preload;
-    if (ReadPreloadMap(hive, map, preload) && EraseFromPreloadMap(map, klid)) {
-        WritePreloadMap(hive, map, preload);
+    if (ReadPreloadMap(hive, map) && EraseFromPreloadMap(map, klid)) {
+        WritePreloadMap(hive, map);
     }
 }
 
-bool ReadPreloadMap(HKEY hive, t_preloadMap& map, t_keyHandle& preload)
+bool ReadPreloadMap(HKEY hive, t_preloadMap& map)
 {
+    t_keyHandle preload;
     if (OpenUnlinkedKey(hive, kPreloadPath, KEY_ALL_ACCESS, preload) != ERROR_SUCCESS) {
         return false;
     }
@@ -118,10 +118,12 @@ bool ReadPreloadMap(HKEY hive, t_preloadMap& map, t_keyHandle& preload)
     }
 }
 
-void WritePreloadMap(HKEY hive, const t_preloadMap& map, t_keyHandle& preload)
+void WritePreloadMap(HKEY hive, const t_preloadMap& map)
 {
     t_keyHandle keyboardLayout;
+    t_keyHandle preload;
     if (OpenUnlinkedKey(hive, kKeyboardLayout, KEY_ALL_ACCESS, keyboardLayout) != ERROR_SUCCESS ||
+        OpenUnlinkedKey(keyboardLayout.Get(), kPreload, KEY_ALL_ACCESS, preload) != ERROR_SUCCESS ||
         DeleteOpenKey(preload) != ERROR_SUCCESS ||
         CreateUnlinkedKey(keyboardLayout.Get(), kPreload, preload) != ERROR_SUCCESS) {
         return;

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "base/handles.h"
 #include "imereg/preload_list.h"
 
 // The layouts that a user's session loads at logon: the values of "Keyboard Layout\Preload" in the user's hive.
@@ -22,9 +21,7 @@ LSTATUS AddToPreload(std::uint32_t klid, HKEY hive, const wchar_t* label, bool t
 void RemoveFromPreload(std::uint32_t klid, HKEY hive);
 
 // Reads the list into a map. Returns false when the key cannot be opened for writing.
-//   preload  receives the list's key
-bool ReadPreloadMap(HKEY hive, t_preloadMap& map, t_keyHandle& preload);
+bool ReadPreloadMap(HKEY hive, t_preloadMap& map);
 
 // Replaces the list with the map's entries, numbered from 1. Writes nothing when the old list cannot be deleted.
-//   preload  the key that the map was read from; becomes that of the new list
-void WritePreloadMap(HKEY hive, const t_preloadMap& map, t_keyHandle& preload);
+void WritePreloadMap(HKEY hive, const t_preloadMap& map);

@@ -120,7 +120,8 @@ TEST_F(Catalogue, AllocatesTheNextLayoutKey)
             return full.calls == failing ? LSTATUS{ERROR_DISK_FULL} : full.Original(arguments...);
         });
         EXPECT_FALSE(manager.CreateImeLayoutKey(errors, klid, L"TarvoPY.ime", L"x"));
-        EXPECT_TRUE(Entries(errors).ends_with(L"|安装输入法失败") && klid == 7);
+        EXPECT_TRUE(Entries(errors).ends_with(L"|安装输入法失败"));
+        EXPECT_EQ(7u, klid);
         MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
     }
     const std::pair<const wchar_t*, std::uint32_t> steps[] = {{L"none", 0xE0020804},      {L"E1000000", 0xE0030804},
@@ -128,7 +129,8 @@ TEST_F(Catalogue, AllocatesTheNextLayoutKey)
                                                               {L"E03008041", 0xE0270804}, {L"E0FF0000", 0xE1000804}};
     for (const auto& [key, expected] : steps) {
         MakeKey(HKEY_LOCAL_MACHINE, kLayouts + key);
-        EXPECT_TRUE(manager.CreateImeLayoutKey(errors, klid, L"C:\\a.b\\TarvoPY.ime", L"中文") && klid == expected);
+        EXPECT_TRUE(manager.CreateImeLayoutKey(errors, klid, L"C:\\a.b\\TarvoPY.ime", L"中文"));
+        EXPECT_EQ(expected, klid);
         EXPECT_EQ(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:中文\n",
                   DumpKey(HKEY_LOCAL_MACHINE, kLayouts + FormatStr(L"%08X", expected)));
     }

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <optional>
-
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
 #include "tests/preload_text.h"
+#include "tests/windows_test.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 
@@ -26,6 +23,7 @@ void ChangeEverything(HKEY hive)
 {
     AddToPreload(kNew, hive, L"x", false);
     RemoveFromPreload(kListed, hive);
+    WritePreloadMap(hive, {{1, kNew}});
     t_errorChain errors;
     t_hklManager_InstallWrap().UnhideLayout(errors, t_hkl{});
 }
@@ -112,9 +110,6 @@ TEST(Links, AreLookedForWithoutOpeningAKeyTwice)
     AddToPreload(kNew, hive.Get(), L"x", false);
     EXPECT_EQ(2, open.calls);
     EXPECT_EQ(1, create.calls);
-    RemoveFromPreload(kNew, hive.Get());
-    EXPECT_EQ(4, open.calls);
-    EXPECT_EQ(2, create.calls);
 }
 
 // As S-1-5-18 is one to .DEFAULT.

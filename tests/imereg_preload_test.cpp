@@ -68,8 +68,7 @@ TEST(Preload, UnterminatedDataIsRead)
     WriteRaw(HKEY_CURRENT_USER, kPreload, L"2", REG_BINARY, L"00000804", 15);
     WriteRaw(HKEY_CURRENT_USER, kPreload, L"3", REG_SZ, std::wstring(33, L'1').c_str(), 64);
     t_preloadMap map;
-    t_keyHandle key;
-    EXPECT_TRUE(ReadPreloadMap(HKEY_CURRENT_USER, map, key));
+    EXPECT_TRUE(ReadPreloadMap(HKEY_CURRENT_USER, map));
     EXPECT_EQ((t_preloadMap{{1, 0xE0200804}, {2, 0x00000804}, {3, 0xFFFFFFFF}}), map);
 }
 
@@ -90,7 +89,9 @@ TEST(SortOrder, NewItemFollowsTheLast)
         const t_fakeOsVersion os(major, 1);
         for (DWORD i = 0; i < 3; ++i) {
             const DWORD klid = 0x0804 + i;
-            WriteRaw(HKEY_CURRENT_USER, FormatStr(L"%s\\%08x", kSortList, i), L"KeyboardLayout", REG_DWORD, &klid, 4);
+            // The first one's name is no place in the list.
+            WriteRaw(HKEY_CURRENT_USER, FormatStr(L"%s\\%s%07x", kSortList, i == 0 ? L"" : L"0", i), L"KeyboardLayout",
+                     REG_DWORD, &klid, 4);
         }
         const std::wstring before = DumpKey(HKEY_CURRENT_USER, kSortList);
         AddToPreload(0x0806, HKEY_CURRENT_USER, L"x", false);

@@ -1,11 +1,9 @@
 #include "launch/process_launcher.h"
 
-#include <gtest/gtest.h>
 #include <shellapi.h>
 
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
 #include "tests/signed_modules/signed_modules.h"
+#include "tests/windows_test.h"
 
 namespace {
 

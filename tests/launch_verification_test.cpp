@@ -4,15 +4,12 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 
-#include <gmock/gmock.h>
-
 #include "base/ascii_case.h"
 #include "base/system_directory.h"
 #include "base/system_function.h"
 #include "launch/maker_identity.h"
-#include "tests/chain_entries.h"
-#include "tests/lookup_patch.h"
 #include "tests/signed_modules/signed_modules.h"
+#include "tests/windows_test.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;

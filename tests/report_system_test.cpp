@@ -1,6 +1,4 @@
 // The services that the report asks the system through.
-#include <gtest/gtest.h>
-
 #include <shlobj.h>
 
 #include "base/default_browser.h"
@@ -15,11 +13,8 @@
 #include "diag/error_list_peek.h"
 #include "report/gather.h"
 #include "runtime/runtime.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
 #include "tests/real_windows.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 
