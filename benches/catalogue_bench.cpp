@@ -59,8 +59,9 @@ void DeleteTree(HKEY root, const wchar_t* path)
     RegDeleteKeyW(root, path);
 }
 
-// A machine whose predefined keys are keys of this process alone. Of its layouts every third is an IME's; one text
-// service with ten profiles comes on every hundred layouts, and every other profile stands for one of them.
+// A machine whose predefined keys are keys of this process alone. Of its layouts every third is an IME for
+// Chinese; one text service with ten profiles comes on every hundred layouts, and every other profile stands for one of
+// them.
 class t_machine
 {
 public:
@@ -87,10 +88,12 @@ public:
     t_machine& operator=(const t_machine&) = delete;
 
 private:
+    // There is room for 4,094 layouts of IMEs a language.
     static std::uint32_t Klid(std::uint32_t number)
     {
-        const std::uint32_t language = 0x0400 + number % 128;
-        return number % 3 == 0 ? 0xE0000000 + ((number / 128 + 1) << 16) + language : ((number / 128) << 16) + language;
+        const std::uint32_t ime = number / 3;
+        return number % 3 == 0 ? 0xE0010804 + (ime % 0x0FFE << 16) + ime / 0x0FFE
+                               : (number / 128 << 16) + 0x0400 + number % 128;
     }
 
     static void AddLayouts(HKEY machine, std::uint32_t layouts)
