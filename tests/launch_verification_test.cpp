@@ -46,7 +46,7 @@ DWORD WINAPI FindStorePath(HANDLE file, LPWSTR path, DWORD size, DWORD flags)
 
 DWORD WINAPI FindNoRoom(HANDLE, LPWSTR, DWORD, DWORD)
 {
-    return 1000;
+    return SetLastError(5), 1000;
 }
 
 // Before Vista no call tells the path of an open file.
