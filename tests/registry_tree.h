@@ -48,10 +48,13 @@ struct t_storedKey
     t_storedKey* Key(const std::wstring& path) { return const_cast<t_storedKey*>(std::as_const(*this).Key(path)); }
     const t_storedValue* Value(const std::wstring& valueName) const { return Named(values, valueName); }
 
+    static inline int writes = 0; // of values, so that what is written again as it stands counts as well
+
     // Makes or finds what has the name.
     t_storedKey& Make(const std::wstring& keyName) { return MakeNamed(keys, keyName); }
     void Set(const std::wstring& valueName, DWORD type, const void* data, std::size_t bytes)
     {
+        ++writes;
         t_storedValue& value = MakeNamed(values, valueName);
         value.type = type;
         value.data.assign(static_cast<const BYTE*>(data), static_cast<const BYTE*>(data) + bytes);
