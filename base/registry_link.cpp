@@ -21,7 +21,7 @@ struct t_keyName
 t_str NameOf(HKEY key)
 {
     using t_queryKey = LONG(NTAPI*)(HKEY, int, void*, ULONG, ULONG*);
-    const auto queryKey = FindSystemFunction<t_queryKey>(L"ntdll.dll", "NtQueryKey");
+    static const auto queryKey = FindSystemFunction<t_queryKey>(L"ntdll.dll", "NtQueryKey");
     const auto name = std::make_unique<t_keyName>();
     ULONG size = 0;
     if (queryKey == nullptr || queryKey(key, kKeyNameInformation, name.get(), sizeof(*name), &size) != 0) {
@@ -62,19 +62,29 @@ LSTATUS OpenUnlinkedKey(HKEY root, const wchar_t* path, REGSAM access, t_keyHand
 
 LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key)
 {
+    DWORD disposition = 0;
     const auto create = [&](DWORD options, t_keyHandle& created) {
-        return RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, created.Put(), nullptr);
+        return RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, created.Put(), &disposition);
     };
-    // The option opens a link of that name itself, where nothing is made through it; opening it again tells the two
-    // apart. It is documented for opening only: should a system refuse or ignore it here, a list that was just deleted
-    // must be made anew all the same, and a link that is planted in that moment makes an empty key where it leads. No
-    // value is written there.
+    // The option opens a link of that name itself, where nothing is made through it; opening what was there again tells
+    // the two apart. It is documented for opening only: should a system refuse or ignore it here, a list that was just
+    // deleted must be made anew all the same, and a link that is planted in that moment makes an empty key where it
+    // leads. No value is written there.
     t_keyHandle created;
     LSTATUS result = create(REG_OPTION_OPEN_LINK, created);
     if (result == ERROR_INVALID_PARAMETER) {
         result = create(REG_OPTION_NON_VOLATILE, created);
     }
-    return result == ERROR_SUCCESS ? OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key) : result;
+    if (result != ERROR_SUCCESS) {
+        return result;
+    }
+    // A new key in its place is no link. It is not opened again: were that to fail, the list that was deleted for it
+    // would be lost.
+    if (disposition == REG_CREATED_NEW_KEY && EqualIgnoringCase(NameOf(created.Get()), NameOf(parent) + L"\\" + name)) {
+        key = std::move(created);
+        return ERROR_SUCCESS;
+    }
+    return OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key);
 }
 
 LSTATUS DeleteOpenKey(t_keyHandle& key)
