@@ -92,15 +92,13 @@ LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key)
     if (result != ERROR_SUCCESS) {
         return result;
     }
-    // What was there before may be a link, opened as one or followed: opening it again tells.
-    if (disposition != REG_CREATED_NEW_KEY) {
-        return OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key);
-    }
-    result = CheckPlace(created.Get(), parent, name);
-    if (result == ERROR_SUCCESS) {
+    // A new key in its place is no link, and is not opened again: were that to fail, the list that was deleted for it
+    // would be lost. What was there before may be a link, opened as one or followed.
+    if (disposition == REG_CREATED_NEW_KEY && CheckPlace(created.Get(), parent, name) == ERROR_SUCCESS) {
         key = std::move(created);
+        return ERROR_SUCCESS;
     }
-    return result;
+    return OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key);
 }
 
 LSTATUS DeleteOpenKey(t_keyHandle& key)

@@ -131,12 +131,16 @@ TEST(Catalogue, RandomRegistryGivesWhatTheModelGives)
         ++guard.locked;
         t_imeFileMaps maps;
         t_errorChain errors;
-        t_hklList list = {{0, 5, 4, {}, {}}, {0, 5, 4, {}, {}}}, expected = list;
-        ASSERT_EQ(model.EnumKeyboardLayouts(errors, expected), EnumKeyboardLayouts(errors, maps, list));
-        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
-        list.insert(list.end(), 2, {0, 5, 4, {}, {}});
-        expected = list;
-        ASSERT_EQ(model.EnumTextServiceProfiles(errors, expected), EnumTextServiceProfiles(errors, maps, list));
-        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
+        const t_hklList twice(2, {0, 5, 4, {}, {}});
+        for (const bool profiles : {false, true}) {
+            t_hklList expected = twice;
+            t_hklCollector list(twice);
+            if (profiles) {
+                ASSERT_EQ(model.EnumTextServiceProfiles(errors, expected), EnumTextServiceProfiles(errors, maps, list));
+            } else {
+                ASSERT_EQ(model.EnumKeyboardLayouts(errors, expected), EnumKeyboardLayouts(errors, maps, list));
+            }
+            ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list.List()));
+        }
     });
 }
