@@ -189,33 +189,32 @@ void MeasureLog(const wchar_t* folder)
 
 constexpr char kDigest[] = "2cc945f75047a4b03baf9743067420b8";
 
-// Runs the machine's own program under Wine, which gives no handle to wait for: it has ended when its output has.
+// Runs the machine's own program. Wine gives neither a handle to wait for nor a pipe to read from: what it prints is a
+// file that is there when it has ended.
 void RunMd5Sum(const std::wstring& path)
 {
-    std::wstring command = L"md5sum " + path.substr(2); // without its drive
-    for (wchar_t& unit : command) {
+    const std::wstring result = path + L".md5";
+    std::wstring unixPath = path.substr(2); // without the drive
+    for (wchar_t& unit : unixPath) {
         unit = unit == L'\\' ? L'/' : unit;
     }
-    SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
-    HANDLE output = nullptr, input = nullptr;
-    Check(CreatePipe(&output, &input, &inherited, 0), "making a pipe");
-    SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
+    std::wstring command = L"sh -c \"md5sum '" + unixPath + L"' >'" + unixPath + L".part'; mv '" + unixPath +
+                           L".part' '" + unixPath + L".md5'\"";
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = input;
     PROCESS_INFORMATION process{};
-    Check(CreateProcessW(L"Z:\\usr\\bin\\md5sum", command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+    Check(CreateProcessW(L"Z:\\bin\\sh", command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                          &process),
           "starting md5sum");
-    CloseHandle(input);
-    std::string sum;
-    char piece[256];
-    for (DWORD count = 0; ReadFile(output, piece, sizeof(piece), &count, nullptr) && count > 0;) {
-        sum.append(piece, count);
+    while (GetFileAttributesW(result.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        Sleep(1);
     }
-    CloseHandle(output);
-    Check(sum.starts_with(kDigest), "md5sum");
+    char sum[sizeof(kDigest)] = {};
+    FILE* const file = _wfopen(result.c_str(), L"rb");
+    Check(file != nullptr && std::fgets(sum, sizeof(sum), file) != nullptr && std::string_view(sum) == kDigest,
+          "md5sum");
+    std::fclose(file);
+    DeleteFileW(result.c_str());
 }
 
 void MeasureDigest(const wchar_t* folder)
