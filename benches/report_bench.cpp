@@ -11,7 +11,7 @@
 #include "base/module_path.h"
 #include "base/path.h"
 #include "base/str.h"
-#include "bench/measure.h"
+#include "benches/measure.h"
 #include "catalogue/keyboard_layouts.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #define SI_IMPLEMENTATION // the functions too, not only the class
 #include "SimpleIni.h"
 #include "base/str.h"
-#include "bench/config_sample.h"
-#include "bench/measure.h"
+#include "benches/config_sample.h"
+#include "benches/measure.h"
 #include "config/config_file.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "base/guid_text.h"
 #include "base/handles.h"
 #include "base/str.h"
-#include "bench/measure.h"
+#include "benches/measure.h"
 #include "catalogue/hkl_manager.h"
 #include "catalogue/keyboard_layouts.h"
 

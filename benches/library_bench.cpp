@@ -14,7 +14,7 @@
 #include "base/open_file.h"
 #include "base/security.h"
 #include "base/system_function.h"
-#include "bench/measure.h"
+#include "benches/measure.h"
 #include "diag/error_list.h"
 #include "diag/error_list_layout.h"
 #include "diag/log_writer.h"

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench/config_sample.h"
-#include "bench/measure.h"
+#include "benches/config_sample.h"
+#include "benches/measure.h"
 #include "config/config_text.h"
 #include "config/encoding.h"
 
