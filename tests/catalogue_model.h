@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cwchar>
 #include <string>
 #include <tuple>
 
@@ -81,6 +82,32 @@ inline void Dedupe(t_records& list)
             }
         }
     }
+}
+
+inline std::uint32_t Hex(const std::wstring& text)
+{
+    return static_cast<std::uint32_t>(std::wcstoul(text.c_str(), nullptr, 16));
+}
+
+// Digits at fixed places, by the C library; it would take signs, blanks and "0x" too.
+inline bool ReadGuid(std::wstring text, t_guid& guid)
+{
+    text = text.substr(text.starts_with(L'{'));
+    std::uint32_t fields[11] = {};
+    const std::size_t places[] = {0, 9, 14, 19, 21, 24, 26, 28, 30, 32, 34};
+    for (std::size_t i = 0; i < 11; ++i) {
+        const std::wstring digits = places[i] < text.size() ? text.substr(places[i], i == 0 ? 8 : i < 3 ? 4 : 2) : L"";
+        if (digits.size() != (i == 0  ? 8u
+                              : i < 3 ? 4u
+                                      : 2u) ||
+            digits.find_first_not_of(L"0123456789abcdefABCDEF") != digits.npos) {
+            return false;
+        }
+        fields[i] = Hex(digits);
+    }
+    guid = {fields[0], static_cast<std::uint16_t>(fields[1]), static_cast<std::uint16_t>(fields[2]), {}};
+    std::copy(fields + 3, fields + 11, guid.data4);
+    return true;
 }
 
 // The name as it is compared and hashed: 'A' to 'Z' lowered.

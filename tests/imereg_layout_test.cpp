@@ -227,11 +227,14 @@ TEST_F(t_layoutTest, LoadedLayoutIsRemovedByItsHandle)
 
 TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 {
-    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0010804), L"Ime File", REG_SZ, L"A.ime", 10);
-    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0020804), L"Ime File", REG_SZ, std::wstring(300, L'B').c_str(), 600);
     MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
-    EXPECT_EQ(0xE0010804, FindLayoutKlidByImeFile(L"a.IME"));
-    EXPECT_EQ(0u, FindLayoutKlidByImeFile(std::wstring(200, L'B')));
+    std::uint32_t klid = 0xE0010804;
+    for (const auto& [units, bytes, found] : {std::tuple{5u, 10u, true}, {199u, 400u, true}, {200u, 402u, false}}) {
+        const std::wstring file(units, L'A');
+        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", REG_SZ, file.c_str(), bytes);
+        EXPECT_EQ(found ? klid : 0, FindLayoutKlidByImeFile(std::wstring(file.size(), L'a')));
+        klid += 0x10000;
+    }
     const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
     for (std::uint32_t i = 0; i < 250; ++i) {
         MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));
@@ -242,7 +245,7 @@ TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 
 TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
 {
-    const std::wstring kLong(261, L'x');
+    const std::wstring kLong(260, L'x');
     const std::tuple<DWORD, std::wstring, DWORD, bool> cases[] = {
         {REG_SZ, L"abc", 8, false},  {REG_SZ, L"abc", 6, false}, {REG_SZ, L"ABC", 8, true},  {REG_SZ, L"abc", 5, true},
         {REG_DWORD, L"ab", 4, true}, {REG_SZ, L"", 0, true},     {REG_SZ, kLong, 522, false}};

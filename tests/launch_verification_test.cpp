@@ -45,8 +45,14 @@ DWORD WINAPI FindStorePath(HANDLE file, LPWSTR path, DWORD size, DWORD flags)
                : length;
 }
 
+DWORD WINAPI FindNoRoom(HANDLE, LPWSTR, DWORD, DWORD)
+{
+    return SetLastError(5), 1000;
+}
+
 // Before Vista no call tells the path of an open file.
 const t_lookupPatch::t_answers kLater,
+    kLong = {{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&FindNoRoom)}},
     kBeforeVista = {{"GetFinalPathNameByHandleW", nullptr}},
     kStorePaths = {{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&FindStorePath)}};
 
@@ -152,6 +158,7 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
             const bool accepted = VerifyModule(errors, path.c_str(), file);
             EXPECT_EQ(accepted, answers != &kBeforeVista || path != overLink) << path << Entries(errors);
             EXPECT_EQ(file.Path(), accepted ? realPath : overLink);
+            EXPECT_THAT(Entries(errors), StartsWith(accepted ? L"" : L"系统错误1920|"));
         }
         for (const std::wstring& path : kRefused) {
             EXPECT_THAT(Refusal(path), HasSubstr(L"模块校验失败:")) << path;
@@ -160,6 +167,13 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     {
         const t_lookupPatch lookup{kStorePaths};
         EXPECT_THAT(Refusal(outside), HasSubstr(store + L" "));
+    }
+    {
+        REPLACE(full, GetFullPathNameW, [](auto...) { return SetLastError(5), DWORD{MAX_PATH}; });
+        for (const auto* const answers : {&kLong, &kBeforeVista}) {
+            const t_lookupPatch lookup{*answers};
+            EXPECT_THAT(Refusal(outside), StartsWith(L"系统错误206|"));
+        }
     }
     // A link opened as such is a file of its own, which Wine's links are not.
     REPLACE(open, CreateFileW,

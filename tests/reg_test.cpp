@@ -19,17 +19,15 @@ struct Reg : testing::Test
 
 TEST_F(Reg, AccessMasksAndOptions)
 {
-    using t_asked = std::pair<DWORD, REGSAM>; // options (99 for opening) and mask
-    std::vector<t_asked> asked;
-    REPLACE(open, RegOpenKeyExW, [&](HKEY root, auto name, auto zero, REGSAM access, auto key) {
-        asked.emplace_back(99, access);
-        return open.Original(root, name, zero, access, key);
+    t_str asked;
+    REPLACE(open, RegOpenKeyExW, [&](auto... all) {
+        asked.AppendFormat(L"open %x, ", std::get<3>(std::tuple(all...)));
+        return open.Original(all...);
     });
-    REPLACE(create, RegCreateKeyExW,
-            [&](HKEY root, auto name, auto zero, auto none, DWORD options, REGSAM access, auto... rest) {
-                asked.emplace_back(options, access);
-                return create.Original(root, name, zero, none, options, access, rest...);
-            });
+    REPLACE(create, RegCreateKeyExW, [&](auto... all) {
+        asked.AppendFormat(L"create %x %x, ", std::get<4>(std::tuple(all...)), std::get<5>(std::tuple(all...)));
+        return create.Original(all...);
+    });
     const auto make = [] { return t_reg(HKEY_CURRENT_USER); };
     bool createdNew = false, exists = true;
     EXPECT_TRUE(make().Create(errors, L"v", t_reg::kCreateWritable | t_reg::kCreateVolatile, nullptr));
@@ -43,15 +41,10 @@ TEST_F(Reg, AccessMasksAndOptions)
     EXPECT_TRUE(make().Open(errors, nullptr, false, false, true));
     EXPECT_TRUE(user.SubKeyExists(errors, L"none", &exists));
     EXPECT_FALSE(exists);
-    EXPECT_EQ((std::vector<t_asked>{{1, 0xF023F},
-                                    {0, 0x20219},
-                                    {0, 0x20219},
-                                    {99, 0x20019},
-                                    {0, 0xF003F},
-                                    {99, 0xF003F},
-                                    {0, 0x20219},
-                                    {99, 0x20219}}),
-              asked);
+    EXPECT_EQ(
+        L"create 1 f023f, create 0 20219, create 0 20219, open 20019, create 0 f003f, open f003f, create 0 20219, "
+        L"open 20219, ",
+        asked);
 }
 
 TEST_F(Reg, EveryFailureIsDescribedAndChangesNothing)
