@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 
 #include "base/elf_hash.h"
+#include "catalogue/hkl_collector.h"
 #include "catalogue/ime_file_maps.h"
 #include "tests/catalogue_model.h"
 #include "tests/random_runs.h"
@@ -61,28 +63,29 @@ TEST(HklList, RandomRecordsGiveTheListOfTheModel)
 {
     ForRandomSeeds(4000, [](t_random& random) {
         t_recordSource source(random, 1 + random.Below(5));
-        t_hklList list;
+        std::optional<t_hklCollector> list(std::in_place, t_hklList());
         n_model::t_records expected;
+        const bool mixed = random.OneIn(2);
         for (auto count = random.Below(random.OneIn(50) ? 300 : 20); count > 0; --count) {
             const t_hkl record = source.Next();
-            ASSERT_EQ(n_model::Add(expected, record), AddHkl(list, record));
-            ASSERT_EQ(expected.size(), list.size());
-            for (const t_hkl& element : list) {
+            ASSERT_EQ(n_model::Add(expected, record), list->AddHkl(record));
+            ASSERT_EQ(expected.size(), list->List().size());
+            for (const t_hkl& element : expected) {
                 ASSERT_EQ(n_model::Compare(element, record), CompareHkl(element, record));
                 ASSERT_EQ(n_model::Compare(record, element) < 0, LessHkl(record, element));
             }
             if (random.OneIn(10)) {
-                DedupeHklList(list);
+                list->DedupeHklList();
                 n_model::Dedupe(expected);
             }
-            if (random.OneIn(4)) { // as a list that was not built by adding
-                list.push_back(record);
+            if (mixed && random.OneIn(4)) { // as a list that was not built by adding
                 expected.push_back(record);
+                list.emplace(expected);
             }
         }
-        DedupeHklList(list);
+        list->DedupeHklList();
         n_model::Dedupe(expected);
-        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
+        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list->List()));
     });
 }
 

@@ -99,6 +99,19 @@ TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
     EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
 }
 
+TEST(Links, AreLookedForWithoutOpeningAKeyTwice)
+{
+    const t_scratchRegistry registry;
+    const t_fakeOsVersion os(5, 2);
+    const t_keyHandle hive = MakeKey(HKEY_USERS, L"hive");
+    WriteHive(hive.Get());
+    REPLACE(open, RegOpenKeyExW, [&](auto... all) { return open.Original(all...); });
+    REPLACE(create, RegCreateKeyExW, [&](auto... all) { return create.Original(all...); });
+    AddToPreload(kNew, hive.Get(), L"x", false);
+    EXPECT_EQ(2, open.calls);
+    EXPECT_EQ(1, create.calls);
+}
+
 // As S-1-5-18 is one to .DEFAULT.
 TEST(Links, RootMayBeOne)
 {

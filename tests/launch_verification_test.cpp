@@ -5,6 +5,7 @@
 #include <wintrust.h>
 
 #include "base/ascii_case.h"
+#include "base/system_directory.h"
 #include "base/system_function.h"
 #include "launch/maker_identity.h"
 #include "tests/signed_modules/signed_modules.h"
@@ -186,6 +187,16 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     // A disk or server whose files claim to be the same as those of the system.
     REPLACE(forged, GetFileInformationByHandle, [](HANDLE, auto* information) { return *information = {}, TRUE; });
     EXPECT_NE(Refusal(SignedModule(L"unsigned.exe")), L"");
+}
+
+// Each look is one at what the look before it opened.
+TEST(VerifyModule, FileOfTheSystemDirectoryIsOpenedTwiceAndSoIsItsFolder)
+{
+    t_path path;
+    ReadSystemDirectory(path);
+    REPLACE(open, CreateFileW, [&](auto... all) { return open.Original(all...); });
+    EXPECT_EQ(Refusal(path.Join(L"regsvr32.exe")), L"");
+    EXPECT_EQ(open.calls, 4);
 }
 
 // Who may write already could do so after the check.
