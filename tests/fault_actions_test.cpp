@@ -72,6 +72,7 @@ protected:
         commandLine = L"TarvoLayout.exe " + std::wstring(option.begin(), option.end());
         machine.Keep();
         const t_machineState before = machine.State();
+        ++sweeps;
         t_faultSweep sweep;
         int status = 0;
         sweep.Sweep(
@@ -119,6 +120,9 @@ protected:
 
     static void TearDownTestSuite()
     {
+        if (sweeps < 15) {
+            return; // not all of them were asked for
+        }
         for (const auto& [function, reason] : kRisks) {
             EXPECT_TRUE(risksSeen.contains(function)) << function << ": it is not true that " << reason;
         }
@@ -128,6 +132,7 @@ protected:
     std::wstring commandLine;
     int boxes = 0, hivesLoaded = 0;
     std::map<DWORD, DWORD> privileges;
+    static inline int sweeps = 0;
     static inline std::set<std::string_view> risksSeen;
     REPLACE(line, GetCommandLineW, [this] { return commandLine.data(); });
     REPLACE(box, MessageBoxW, [this](auto...) { return ++boxes; });

@@ -358,7 +358,8 @@ void t_faultSweep::Sweep(const std::string& name, const std::function<void()>& p
         check();
     };
     point = 0;
-    once(); // makes what the program keeps until its end
+    prepare();
+    run(); // makes what the program keeps until its end
     made.clear();
     once();
     DWORD handlesBefore = 0, handlesAfter = 0;
