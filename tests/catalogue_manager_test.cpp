@@ -1,218 +1,142 @@
 #include <gtest/gtest.h>
 
-#include <tuple>
-
-#include "base/path.h"
 #include "catalogue/hkl_manager.h"
 #include "catalogue/keyboard_layouts.h"
+#include "catalogue/layout_id.h"
 #include "catalogue/text_service_profiles.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
-#include "tests/scratch_registry.h"
+#include "tests/random_layouts.h"
 
 namespace {
 
-const std::wstring kLayouts = kKeyboardLayoutsKey + std::wstring(L"\\"), kTip = L"SoftWare\\Microsoft\\CTF\\TIP\\";
-
-// Two text services.
-const std::wstring kA = L"{0000000A-0000-0000-0000-000000000001}", kB = L"{0000000B-0000-0000-0000-000000000001}";
-const std::wstring kServerA = L"CLSID\\" + kA + L"\\InProcServer32";
-
-void WriteImeFiles(const wchar_t* file, std::initializer_list<const wchar_t*> keys)
+// What the catalogue only reads must not want rights to write, nor come into being; all but the second look for a
+// server is done in the 32-bit view, and what is gathered is gathered under the list's lock.
+struct t_readingGuard
 {
-    for (const wchar_t* const key : keys) {
-        WriteText(HKEY_LOCAL_MACHINE, kLayouts + key, L"Ime File", file);
-    }
-}
-
-// A profile with two values.
-void WriteProfile(const std::wstring& service, const wchar_t* language, int number, const wchar_t* value = L"Enable",
-                  const wchar_t* text = L"1")
-{
-    const std::wstring path =
-        kTip + service + L"\\LanguageProfile\\" + language + FormatStr(L"\\{%08x-0000-0000-0000-000000000000}", number);
-    WriteText(HKEY_LOCAL_MACHINE, path, L"Description", L"x");
-    WriteText(HKEY_LOCAL_MACHINE, path, value, text);
-}
-
-struct Catalogue : testing::Test
-{
-    // Each record as "hkl klid language", with "service:profile" of a profile.
-    static std::wstring Text(const t_hklList& list)
-    {
-        t_str text;
-        for (const t_hkl& r : list) {
-            text.AppendFormat(L"%s%I64x %x %x", text.empty() ? L"" : L", ", r.hkl, r.klid, r.langId);
-            IsTextServiceProfile(r) ? text.AppendFormat(L" %x:%x", r.clsid.data1, r.profileGuid.data1) : text;
-        }
-        return text;
-    }
-    std::wstring List(t_hklManager_InstallWrap& from)
-    {
-        t_hklList list;
-        return from.GetLayoutList(errors, list) ? Text(list) : L"none";
-    }
-    std::wstring Find(t_hklManager_InstallWrap& in, const wchar_t* file, std::uint32_t mask, std::uint32_t value)
-    {
-        t_hklList found(1);
-        errors.Clear();
-        return in.GetHKLByName(errors, found[0], file, mask, value) ? Text(found) : L"none";
-    }
-
-    t_scratchRegistry scratch;
-    t_errorChain errors;
-    t_hklManager_InstallWrap manager, fresh, again;
+    int locked = 0;
+    REPLACE(enter, EnterCriticalSection, [this](auto* section) {
+        ++locked;
+        enter.Original(section);
+    });
+    REPLACE(leave, LeaveCriticalSection, [this](auto* section) {
+        --locked;
+        leave.Original(section);
+    });
+    REPLACE(open, RegOpenKeyExW, [this](HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY result) {
+        const bool isClass = root == HKEY_CLASSES_ROOT, view32 = (access & KEY_WOW64_32KEY) != 0;
+        EXPECT_EQ(REGSAM{KEY_READ}, access & ~REGSAM{KEY_WOW64_32KEY});
+        EXPECT_GE(view32, !isClass) << key;
+        EXPECT_GE(locked, key == n_model::kTip ? 1 : 0);
+        // Wine takes the 32-bit view of the classes from the machine's own registry whatever stands in its place.
+        return isClass && view32 ? open.Original(root, (std::wstring(L"32\\") + key).c_str(), options, KEY_READ, result)
+                                 : open.Original(root, key, options, access, result);
+    });
+    REPLACE(create, RegCreateKeyExW, [this](HKEY root, LPCWSTR key, auto... rest) {
+        ADD_FAILURE() << key;
+        return create.Original(root, key, rest...);
+    });
 };
+
+enum class t_question
+{
+    list,
+    find,
+    fileName,
+    registerFile,
+    createKey, // the list stays what it was
+    unhide,
+};
+
+// What a catalogue, or its model, answers.
+template <class Catalogue>
+std::wstring Answer(Catalogue& catalogue, t_question question, const std::wstring& file, t_hkl record,
+                    std::pair<std::uint32_t, std::uint32_t> maskAndValue)
+{
+    t_errorChain errors;
+    errors.Fail(L"before");
+    t_hklList list = {record};
+    t_str text;
+    bool done = false;
+    switch (question) {
+    case t_question::list:
+        done = catalogue.GetLayoutList(errors, list);
+        break;
+    case t_question::find:
+        done = catalogue.GetHKLByName(errors, list[0], file, maskAndValue.first, maskAndValue.second);
+        break;
+    case t_question::fileName:
+        done = catalogue.GetImeFileName(errors, text, record);
+        break;
+    case t_question::registerFile:
+        catalogue.RegisterImeFile(file, record);
+        break;
+    case t_question::createKey:
+        done = catalogue.CreateImeLayoutKey(errors, list[0].klid, (L"C:\\a.b\\" + file).c_str(), L"中文");
+        break;
+    case t_question::unhide:
+        done = catalogue.UnhideLayout(errors, record);
+        break;
+    }
+    text << (done ? L": done" : L": failed") << L"\n" << Entries(errors);
+    for (const t_hkl& r : list) {
+        text.AppendFormat(L"\n%I64x %x %x %s %s", r.hkl, r.klid, r.langId, FormatGuid(r.clsid).c_str(),
+                          FormatGuid(r.profileGuid).c_str());
+    }
+    return text;
+}
 
 } // namespace
 
-TEST_F(Catalogue, ListsLayoutKeysOfEveryShape)
+TEST(Catalogue, RandomRegistryGivesWhatTheModelGives)
 {
-    const auto write = [](const wchar_t* key, DWORD type, const std::wstring& file, DWORD bytes) {
-        WriteRaw(HKEY_LOCAL_MACHINE, kLayouts + key, L"Ime File", type, file.c_str(), bytes);
-    };
-    WriteImeFiles(L"plain", {L"00000804", L"804", L"00000000", L"none", L"FFFFFFFFF"});
-    WriteImeFiles(L"b", {L"0xE0300804"});
-    write(L"E0400804", REG_DWORD, L"c", 4);
-    write(L"E0500804", REG_SZ, L"dX", 3); // half a character, no terminator
-    write(L"E0600804", REG_SZ, std::wstring(260, L'x'), 522);
-    MakeKey(HKEY_LOCAL_MACHINE, kLayouts + L"E1000000");
-    EXPECT_EQ(L"0 804 804, 0 e0300804 804, 0 e0400804 804, 0 e0500804 804, 0 e0600804 804, 0 e1000000 0, "
-              L"0 ffffffff ffff",
-              List(manager));
-    EXPECT_EQ(L"none", Find(manager, L"plain", ~0u, 1));
-    EXPECT_EQ(L"0 e0300804 804", Find(manager, L"B", ~0u, 1));
-    EXPECT_EQ(L"0 e0500804 804", Find(manager, L"d", ~0u, 1));
-    t_str name;
-    EXPECT_FALSE(manager.GetImeFileName(errors, name, {})) << "though there is a key 00000000";
-}
-
-TEST_F(Catalogue, FindsByNameAndBuildsItsListOnce)
-{
-    WriteImeFiles(L"TarvoPY.ime", {L"00010804", L"E0010409", L"E0200804", L"E0210804"});
-    MakeKey(HKEY_LOCAL_MACHINE, kLayouts + L"00000804");
-    EXPECT_EQ(L"0 e0200804 804", Find(manager, L"TARVOPY.IME", 0xF000FFFF, 0xE0000804)) << "the first of the list";
-    EXPECT_EQ(L"0 e0210804 804", Find(manager, L"TarvoPY.ime", 0xFFFF, 0x1234)) << "the merged one of the maps";
-    WriteImeFiles(L"late.ime", {L"E0220804"});
-    EXPECT_EQ(L"none", Find(manager, L"late.ime", 0xFFFF, 0x0804));
-    EXPECT_TRUE(Entries(errors).ends_with(L"|获取t_hkl文件错误, klid=2052|GetHKLByName失败:未找到"));
-    EXPECT_EQ(L"0 804 804, 0 10804 804, 0 e0010409 409, 0 e0200804 804, 0 e0210804 804", List(manager));
-    manager.RegisterImeFile(L"late.ime", {1, 2, 3, {}, {}});
-    EXPECT_EQ(L"1 2 3", Find(manager, L"late.ime", 0xFFFF, 0x0804));
-}
-
-TEST_F(Catalogue, NeverRetriesAFailedBuild)
-{
-    EXPECT_EQ(L"none", Find(manager, L"TarvoPY.ime", 0xFFFF, 0x0804));
-    EXPECT_EQ(L"系统错误2|打开注册表项失败：MACHINE\\" + std::wstring(kKeyboardLayoutsKey) +
-                  L"|获取安装输入法列表失败|生成缓存失败|GetHKLByName失败",
-              Entries(errors));
-    MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
-    EXPECT_EQ(L"none", Find(manager, L"TarvoPY.ime", 0xFFFF, 0x0804));
-    EXPECT_EQ(L"获取缓存失败|GetHKLByName失败", Entries(errors));
-}
-
-TEST_F(Catalogue, AllocatesTheNextLayoutKey)
-{
-    std::uint32_t klid = 7;
-    for (const int failing : {0, 3}) { // the key of layouts, then the last of three values
-        REPLACE(full, RegSetValueExW, [&](auto... arguments) {
-            return full.calls == failing ? LSTATUS{ERROR_DISK_FULL} : full.Original(arguments...);
-        });
-        EXPECT_FALSE(manager.CreateImeLayoutKey(errors, klid, L"TarvoPY.ime", L"x"));
-        EXPECT_TRUE(Entries(errors).ends_with(L"|安装输入法失败") && klid == 7);
-        MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
-    }
-    const std::pair<const wchar_t*, std::uint32_t> steps[] = {{L"none", 0xE0020804},      {L"E1000000", 0xE0030804},
-                                                              {L"e0200411", 0xE0210804},  {L"0xE0250804", 0xE0260804},
-                                                              {L"E03008041", 0xE0270804}, {L"E0FF0000", 0xE1000804}};
-    for (const auto& [key, expected] : steps) {
-        MakeKey(HKEY_LOCAL_MACHINE, kLayouts + key);
-        EXPECT_TRUE(manager.CreateImeLayoutKey(errors, klid, L"C:\\a.b\\TarvoPY.ime", L"中文") && klid == expected);
-        EXPECT_EQ(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:中文\n",
-                  DumpKey(HKEY_LOCAL_MACHINE, kLayouts + FormatStr(L"%08X", expected)));
-    }
-}
-
-TEST_F(Catalogue, WalksTextServiceProfiles)
-{
-    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
-    MakeKey(HKEY_LOCAL_MACHINE, kLayouts + L"E0210409");
-    errors.Fail(L"before");
-    EXPECT_EQ(L"0 e0200804 804, 0 e0210409 409", List(manager)) << "no text services";
-    EXPECT_TRUE(errors.IsEmpty());
-
-    WriteProfile(kA, L"0x00000804", 1, L"SubstituteLayout", L"E0200804"); // the same layout
-    WriteProfile(kA, L"0x00000804", 2);
-    WriteProfile(kA, L"0x00000804", 0);
-    WriteProfile(kA, L"0x00000C04", 1);
-    WriteProfile(kA, L"0x00000C04", 2, L"SubstituteLayout", L"00000411");
-    WriteProfile(kA, L"0x00000C04", 3);
-    WriteProfile(kB, L"0x00000804", 1);
-    WriteProfile(kB, L"0x00000804", 2, L"Description"); // one value only
-    for (const wchar_t* const skipped :
-         {L"none", L"{00000000-0000-0000-0000-000000000000}", L"{eb030804-6d26-11d3-b0f4-00c04f60b2a1}"}) {
-        WriteProfile(skipped, L"0x00000804", 1);
-    }
-    WriteText(HKEY_CLASSES_ROOT, kServerA, nullptr, L""); // no library
-    WriteRaw(HKEY_CLASSES_ROOT, L"CLSID\\" + kA + L"\\LocalServer32", nullptr, REG_EXPAND_SZ, L"%x%\\TarvoTSF.ime", 32);
-    EXPECT_EQ(L"none", Find(fresh, L"none.ime", 0xF000FFFF, 0xE0000804));
-    EXPECT_EQ(L"not a valid tsf|not Get ime file name by guid|GetHKLByName失败:未找到", Entries(errors));
-    EXPECT_EQ(L"e0200804 e0200804 804 a:1, 0 e0210409 409, e0200804 e0200804 804 a:2, e0200804 e0200804 c04 a:1, "
-              L"411 411 411 a:2, 411 411 411 a:3, 0 0 804 b:1",
-              List(fresh));
-    EXPECT_EQ(L"411 411 411 a:1", Find(fresh, L"tarvotsf.ime", 0, 1)) << "the first, merged with those that follow";
-
-    // A service without languages takes the messages before it along.
-    MakeKey(HKEY_LOCAL_MACHINE, kTip + L"{0000000C-0000-0000-0000-000000000001}");
-    EXPECT_EQ(L"e0200804 e0200804 804 a:1", Find(again, L"TARVOTSF.ime", 0xF000FFFF, 0xE0000804));
-    EXPECT_EQ(L"", Entries(errors));
-}
-
-// The second profile turns the layout, which stands first, into a record of the first profile.
-TEST_F(Catalogue, MergesRecordsThatBecomeEqual)
-{
-    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
-    WriteProfile(kA, L"0x00000804", 1);
-    WriteProfile(kA, L"0x00000C04", 1, L"SubstituteLayout", L"E0200804");
-    EXPECT_EQ(L"e0200804 e0200804 804 a:1", List(manager));
-}
-
-// What it only reads must not want rights to write, nor come into being.
-TEST_F(Catalogue, OpensForWritingOnlyWhatItWrites)
-{
-    WriteImeFiles(L"TarvoPY.ime", {L"E0200804"});
-    WriteText(HKEY_LOCAL_MACHINE, kLayouts + L"00010409", L"Layout Id", L"0001");
-    WriteProfile(kA, L"0x00000804", 1, L"SubstituteLayout", L"F0010409");
-    WriteProfile(kA, L"0x00000804", 2); // the search for a server is the service's
-    MakeKey(HKEY_CURRENT_USER, L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts");
-
-    std::wstring opened;
-    const auto record = [&](const wchar_t* how, LPCWSTR key, REGSAM access) {
-        opened += how + std::wstring(FileNamePart(key)) + FormatStr(L" %x, ", access);
-    };
-    REPLACE(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY result) {
-        record(L"", key, access);
-        return open.Original(root, key, options, access, result);
-    });
-    REPLACE(create, RegCreateKeyExW, [&](HKEY root, LPCWSTR key, auto... rest) {
-        if (*key != L'\0') { // else a new handle is made, and no key
-            record(L"create ", key, std::get<3>(std::tuple(rest...)));
+    ForRandomSeeds(100, [](t_random& random) {
+        const t_scratchRegistry scratch;
+        t_randomLayouts layouts(random);
+        t_storedKey machine = ReadTree(HKEY_LOCAL_MACHINE), user = ReadTree(HKEY_CURRENT_USER);
+        const t_storedKey classes = ReadTree(HKEY_CLASSES_ROOT), none;
+        const t_storedKey* const classes32 = classes.Key(L"32");
+        n_model::t_catalogue model(machine, user, classes32 != nullptr ? *classes32 : none, classes);
+        t_hklManager_InstallWrap manager;
+        for (int step = 0; step < 8; ++step) {
+            const auto question = static_cast<t_question>(random.Below(6));
+            const std::wstring file = random.OneIn(4) ? L"none" : layouts.FileName();
+            const auto maskAndValue = random.Of<std::pair<std::uint32_t, std::uint32_t>>(
+                {{0xF000FFFF, 0xE0000804}, {0x0000FFFF, 0x0804}, {~0u, 0xE0210804}, {0, 1}});
+            const bool writes = question == t_question::createKey || question == t_question::unhide;
+            std::optional<t_readingGuard> guard;
+            if (!writes) {
+                guard.emplace();
+            }
+            t_hkl record{1, 2, 3, {}, {}}, expected = record;
+            const std::uint32_t handle = layouts.Handle();
+            SetHklFromHandle(record, handle);
+            model.SetFromHandle(expected, handle);
+            ASSERT_EQ(n_model::Fields(t_hklList{expected}), n_model::Fields(t_hklList{record})) << handle;
+            ASSERT_EQ(Answer(model, question, file, record, maskAndValue),
+                      Answer(manager, question, file, record, maskAndValue))
+                << machine.Dump() << classes.Dump();
+            ASSERT_EQ(0, guard ? guard->locked : 0);
+            ASSERT_EQ(question == t_question::list, guard && guard->enter.calls > 0 && question != t_question::find);
+            if (writes) {
+                const std::wstring written = machine.Dump();
+                machine = ReadTree(HKEY_LOCAL_MACHINE);
+                ASSERT_EQ(machine.Dump(), written);
+            }
         }
-        return create.Original(root, key, rest...);
+        EXPECT_EQ(machine.Dump(), ReadTree(HKEY_LOCAL_MACHINE).Dump());
+        EXPECT_EQ(user.Dump(), ReadTree(HKEY_CURRENT_USER).Dump());
+        // Apart, as what one leaves undone the next may do.
+        t_readingGuard guard;
+        ++guard.locked;
+        t_imeFileMaps maps;
+        t_errorChain errors;
+        t_hklList list = {{0, 5, 4, {}, {}}, {0, 5, 4, {}, {}}}, expected = list;
+        ASSERT_EQ(model.EnumKeyboardLayouts(errors, expected), EnumKeyboardLayouts(errors, maps, list));
+        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
+        list.insert(list.end(), 2, {0, 5, 4, {}, {}});
+        expected = list;
+        ASSERT_EQ(model.EnumTextServiceProfiles(errors, expected), EnumTextServiceProfiles(errors, maps, list));
+        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
     });
-    EXPECT_EQ(L"f0010409 10409 409 a:1, 0 e0200804 804, f0010409 10409 409 a:2", List(manager));
-    EXPECT_EQ(L"Keyboard Layouts 20219, E0200804 20219, TIP 20219, LanguageProfile 20219, InProcServer32 20219, "
-              L"InProcServer32 20019, LocalServer32 20219, LocalServer32 20019, 0x00000804 20219, "
-              L"{00000001-0000-0000-0000-000000000000} 20219, Keyboard Layouts 20219, 00010409 20219, "
-              L"{00000002-0000-0000-0000-000000000000} 20219, ",
-              opened);
-    opened.clear();
-    t_str name;
-    std::uint32_t klid = 0;
-    const t_hkl classic{0, 0xE0200804, 0x0804, {}, {}};
-    EXPECT_TRUE(manager.GetImeFileName(errors, name, classic));
-    EXPECT_TRUE(manager.UnhideLayout(errors, classic));
-    EXPECT_TRUE(manager.CreateImeLayoutKey(errors, klid, L"TarvoPY.ime", L"x"));
-    EXPECT_EQ(L"e0200804 20219, HiddenDummyLayouts f023f, Keyboard Layouts f023f, create E0210804 f023f, ", opened);
 }

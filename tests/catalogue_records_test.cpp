@@ -1,68 +1,135 @@
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <map>
+#include <optional>
 
+#include "base/elf_hash.h"
+#include "catalogue/hkl_collector.h"
 #include "catalogue/ime_file_maps.h"
+#include "tests/catalogue_model.h"
+#include "tests/random_runs.h"
 
 namespace {
 
-const t_guid kA{0x00000001, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}};
-const t_guid kB{0x80000000, 1, 1, {0, 0, 0, 0, 0, 0, 0, 1}};
-const t_guid kBLastByte{0x80000000, 1, 1, {0, 0, 0, 0, 0, 0, 0, 0x80}};
-
-bool Same(const t_hkl& a, const t_hkl& b)
+// Records of so few values that many are equal: GUIDs from a small pool, where two differ in one field.
+class t_recordSource
 {
-    return std::tie(a.hkl, a.klid, a.langId, a.clsid, a.profileGuid) ==
-           std::tie(b.hkl, b.klid, b.langId, b.clsid, b.profileGuid);
-}
+public:
+    t_recordSource(t_random& randomToUse, std::size_t guidCount) : random(randomToUse), guids(guidCount)
+    {
+        for (t_guid& guid : guids) {
+            const auto field = random.Below(11);
+            const std::uint32_t value = random.Of({1u, 2u, 0x7Fu, 0x80u});
+            field == 0   ? guid.data1 = value << random.Of({0, 24})
+            : field == 1 ? guid.data2 = static_cast<std::uint16_t>(value << 8)
+            : field == 2 ? guid.data3 = static_cast<std::uint16_t>(value << 8)
+                         : guid.data4[field - 3] = static_cast<std::uint8_t>(value);
+        }
+    }
+    t_hkl Next()
+    {
+        t_hkl record{random.Below(3),
+                     random.OneIn(3) ? 0 : random.Of({0x7FFFFFFFu, 0x80000000u}) + random.Below(3),
+                     random.Of<std::uint16_t>({0, 0x0804, 0x0804, 0x8804}),
+                     {},
+                     {}};
+        if (!random.OneIn(3)) {
+            record.clsid = random.OneIn(8) ? t_guid{} : random.Of(guids);
+            record.profileGuid = random.OneIn(8) ? t_guid{} : random.Of(guids);
+        }
+        return record;
+    }
+
+private:
+    t_random& random;
+    std::vector<t_guid> guids;
+};
 
 } // namespace
 
-TEST(HklRecord, ComparesByLanguageThenGuidsReversedOrIdentifier)
+TEST(HklRecord, PredicatesTellProfilesLayoutsAndNothing)
 {
-    const std::tuple<t_hkl, t_hkl, int> cases[] = {
-        {{0, 9, 1, kB, kB}, {0, 9, 0x8000, kA, kA}, -1}, {{0, 0x7FFFFFFF, 4, {}, {}}, {0, 0x80000000, 4, {}, {}}, -1},
-        {{0, 9, 4, kA, kA}, {0, 1, 4, kB, kA}, 1},       {{0, 9, 4, kA, kB}, {0, 1, 4, kA, kBLastByte}, 1},
-        {{0, 9, 4, kA, kB}, {0, 1, 4, kA, kB}, 0},       {{5, 9, 4, kA, kB}, {0, 9, 4, {}, {}}, 0},
-        {{0, 1, 4, kA, {}}, {0, 9, 4, kA, kB}, -1}};
-    for (const auto& [a, b, expected] : cases) {
-        EXPECT_EQ(expected, CompareHkl(a, b));
-        EXPECT_EQ(-expected, CompareHkl(b, a));
-    }
-    EXPECT_TRUE(IsPlainKeyboardLayout({0, 0xDFFFFFFF, 0, kA, {}}) && !IsPlainKeyboardLayout({0, 0x0804, 0, kA, kB}));
+    const t_guid guid{1, 0, 0, {}};
+    EXPECT_TRUE(IsPlainKeyboardLayout({0, 0xDFFFFFFF, 0, guid, {}}));
+    EXPECT_TRUE(IsPlainKeyboardLayout({0, 0xF0000000, 0, {}, {}}));
+    EXPECT_FALSE(IsPlainKeyboardLayout({0, 0x0804, 0, guid, guid}));
+    EXPECT_FALSE(IsPlainKeyboardLayout({0, 0xE0000000, 0, {}, {}}));
+    EXPECT_FALSE(IsPlainKeyboardLayout({1, 0, 1, guid, {}}));
 }
 
-// By the first merge the first one becomes a profile and equals the last; by the second it takes its identifier, which
-// comes too late for the one between.
-TEST(HklList, DedupeMergesInOrder)
+// Merging may turn a layout into a profile and give it another language or identifier, so that equality, which is not
+// transitive, changes while a list is built.
+TEST(HklList, RandomRecordsGiveTheListOfTheModel)
 {
-    t_hklList list = {{0, 5, 4, {}, {}}, {0, 7, 4, {}, {}}, {1, 5, 4, kA, kB}, {2, 7, 4, kA, kB}};
-    DedupeHklList(list);
-    ASSERT_EQ(2u, list.size());
-    EXPECT_TRUE(Same({2, 7, 4, kA, kB}, list[0]) && Same({0, 7, 4, {}, {}}, list[1]));
-}
-
-TEST(ImeFileMaps, NamesIgnoreCaseAndMergeTheirRecords)
-{
-    t_imeFileMaps maps;
-    maps.RegisterImeFile(L"TarvoPY.ime", {1, 0xE0200804, 0x0804, kA, {}});
-    maps.RegisterImeFile(L"TARVOpy.IME", {0, 0xE0210804, 0x0804, kB, kB});
-    const t_hkl* const merged = maps.FindByName(L"tarvopy.ime");
-    ASSERT_NE(nullptr, merged);
-    EXPECT_TRUE(Same({1, 0xE0210804, 0x0804, kA, kB}, *merged));
-    EXPECT_EQ(nullptr, maps.FindByName(L"TarvoPY.im"));
+    ForRandomSeeds(4000, [](t_random& random) {
+        t_recordSource source(random, 1 + random.Below(5));
+        std::optional<t_hklCollector> list(std::in_place, t_hklList());
+        n_model::t_records expected;
+        const bool mixed = random.OneIn(2);
+        for (auto count = random.Below(random.OneIn(50) ? 300 : 20); count > 0; --count) {
+            const t_hkl record = source.Next();
+            ASSERT_EQ(n_model::Add(expected, record), list->AddHkl(record));
+            ASSERT_EQ(expected.size(), list->List().size());
+            for (const t_hkl& element : expected) {
+                ASSERT_EQ(n_model::Compare(element, record), CompareHkl(element, record));
+                ASSERT_EQ(n_model::Compare(record, element) < 0, LessHkl(record, element));
+            }
+            if (random.OneIn(10)) {
+                list->DedupeHklList();
+                n_model::Dedupe(expected);
+            }
+            if (mixed && random.OneIn(4)) { // as a list that was not built by adding
+                expected.push_back(record);
+                list.emplace(expected);
+            }
+        }
+        list->DedupeHklList();
+        n_model::Dedupe(expected);
+        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list->List()));
+    });
 }
 
 // Profiles and plain layouts of one language are not ordered transitively; an equal record must be found all the same.
-TEST(ImeFileMaps, FindAnEqualRecordInAnyMixture)
+TEST(ImeFileMaps, RandomFilesAreFoundAsInTheModel)
 {
-    t_imeFileMaps maps;
-    maps.RegisterImeFile(L"first.ime", {0, 9, 4, kB, kB});
-    maps.RegisterImeFile(L"second.ime", {0, 1, 4, kA, kA});
-    const std::wstring_view* const name = maps.FindByRecord({0, 1, 4, {}, {}});
-    ASSERT_NE(nullptr, name);
-    EXPECT_EQ(L"second.ime", *name);
-    maps.RegisterImeFile(L"third.ime", {0, 1, 4, {}, {}});
-    EXPECT_EQ(L"third.ime", *name) << "an equal record takes the new name";
-    EXPECT_EQ(nullptr, maps.FindByRecord({0, 1, 5, {}, {}}));
+    ForRandomSeeds(2000, [](t_random& random) {
+        t_recordSource source(random, 1 + random.Below(5));
+        const auto name = [&random] {
+            std::wstring text = random.Of({L"TarvoPY.ime", L"tARVOpy.IME", L"[", L"{", L"@", L"`"});
+            return random.OneIn(2) ? text : text + std::to_wstring(random.Below(60));
+        };
+        t_imeFileMaps maps;
+        std::map<std::wstring, t_hkl> byName;
+        const auto less = [](const t_hkl& a, const t_hkl& b) { return n_model::Compare(a, b) < 0; };
+        std::map<t_hkl, std::wstring, decltype(less)> byRecord(less);
+        const auto findByRecord = [&byRecord](const t_hkl& record) {
+            return std::find_if(byRecord.begin(), byRecord.end(),
+                                [&record](const auto& entry) { return n_model::Compare(entry.first, record) == 0; });
+        };
+        for (auto count = random.Below(random.OneIn(20) ? 300 : 20); count > 0; --count) {
+            const std::wstring file = name(), wanted = name();
+            const t_hkl record = source.Next(), other = source.Next();
+            ASSERT_EQ(n_model::ElfHash(file), ElfHash(file));
+            ASSERT_EQ(n_model::ElfHash(n_model::Fold(file)), ElfHashIgnoringCase(file));
+            maps.RegisterImeFile(file, record);
+            if (const auto [known, isNew] = byName.try_emplace(n_model::Fold(file), record); !isNew) {
+                n_model::Merge(known->second, record);
+            }
+            if (const auto equal = findByRecord(record); equal != byRecord.end()) {
+                equal->second = file;
+            } else {
+                byRecord.emplace(record, file);
+            }
+            const t_hkl* const byFile = maps.FindByName(wanted);
+            const auto expected = byName.find(n_model::Fold(wanted));
+            ASSERT_EQ(expected != byName.end(), byFile != nullptr);
+            if (byFile != nullptr) {
+                ASSERT_EQ(n_model::Fields(t_hklList{expected->second}), n_model::Fields(t_hklList{*byFile}));
+            }
+            const std::wstring_view* const found = maps.FindByRecord(other);
+            const auto equal = findByRecord(other);
+            ASSERT_EQ(equal != byRecord.end(), found != nullptr);
+            ASSERT_EQ(found == nullptr ? L"" : equal->second, found == nullptr ? L"" : std::wstring(*found));
+        }
+    });
 }

@@ -1,104 +1,42 @@
-#include <gtest/gtest.h>
-
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
-#include "tests/preload_text.h"
+#include "tests/preload_model.h"
 
-namespace {
-
-using t_preloadCases = std::initializer_list<std::tuple<const wchar_t*, std::uint32_t, const wchar_t*>>;
-
-// Each list as it is before and after a change.
-void CheckChanges(t_preloadCases cases, void (*change)(std::uint32_t))
+TEST(Preload, RandomListsBecomeWhatTheModelMakesOfThem)
 {
-    for (const auto& [before, klid, after] : cases) {
+    ForRandomSeeds(150, [](t_random& random) {
         const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-        WriteList(HKEY_CURRENT_USER, L"", before);
-        change(klid);
-        EXPECT_EQ(after, ReadList(HKEY_CURRENT_USER, L"")) << before;
-    }
-}
-
-} // namespace
-
-TEST(Preload, AddingRewritesByCount)
-{
-    const t_preloadCases cases = {
-        {L"1=00000804 2=e0200804", 0xE0200804, L"1=00000804- 2=e0200804- "}, // listed, in other case
-        {L"", 0xE0210804, L"1=E0210804- "},
-    };
-    CheckChanges(cases, [](std::uint32_t klid) { AddToPreload(klid, HKEY_CURRENT_USER, L"x", true); });
-}
-
-TEST(Preload, RemovingRenumbersTheRest)
-{
-    const t_preloadCases cases = {
-        {L"1=00000804 9=0000040A", 0xE0200804, L"1=00000804- 9=0000040A- "}, // not listed
-        // Only the first of two, in the order of positions.
-        {L"10=E0200804 9=E0200804 2=00000804", 0xE0200804, L"1=00000804- 2=e0200804- "},
-    };
-    CheckChanges(cases, [](std::uint32_t klid) { RemoveFromPreload(klid, HKEY_CURRENT_USER); });
-}
-
-// The byte counts are those of the characters; what makes the system store a terminator follows them in memory.
-TEST(Preload, TextsArePassedTerminatedAndCountedWithoutIt)
-{
-    const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-    const t_fakeOsVersion os(6, 1);
-    WriteList(HKEY_CURRENT_USER, L"", L"1=00000804 3=00000409");
-    MakeKey(HKEY_CURRENT_USER, kSortList);
-    std::wstring passed;
-    REPLACE(set, RegSetValueExW, [&](HKEY key, LPCWSTR name, DWORD zero, DWORD type, const BYTE* data, DWORD bytes) {
-        if (type == REG_SZ) {
-            passed += FormatStr(L"%s %u %d; ", name, bytes, reinterpret_cast<const wchar_t*>(data)[bytes / 2]);
-        }
-        return set.Original(key, name, zero, type, data, bytes);
-    });
-    AddToPreload(0xE0210804, HKEY_CURRENT_USER, L"x", true);
-    EXPECT_EQ(L"CLSID 76 0; Profile 76 0; 1 16 0; 2 16 0; 3 16 0; ", std::exchange(passed, L""));
-    RemoveFromPreload(0x00000804, HKEY_CURRENT_USER);
-    EXPECT_EQ(L"1 16 0; ", passed);
-}
-
-// Values without a terminator and of odd length are read within their bounds.
-TEST(Preload, UnterminatedDataIsRead)
-{
-    const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-    WriteRaw(HKEY_CURRENT_USER, kPreload, L"1", REG_SZ, L"E0200804", 16);
-    WriteRaw(HKEY_CURRENT_USER, kPreload, L"2", REG_BINARY, L"00000804", 15);
-    WriteRaw(HKEY_CURRENT_USER, kPreload, L"3", REG_SZ, std::wstring(33, L'1').c_str(), 64);
-    t_preloadMap map;
-    EXPECT_TRUE(ReadPreloadMap(HKEY_CURRENT_USER, map));
-    EXPECT_EQ((t_preloadMap{{1, 0xE0200804}, {2, 0x00000804}, {3, 0xFFFFFFFF}}), map);
-}
-
-TEST(Preload, MissingKeysAreReportedAndNothingIsMade)
-{
-    const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, AddToPreload(0xE0200804, HKEY_CURRENT_USER, L"x", true));
-    RemoveFromPreload(0xE0200804, HKEY_CURRENT_USER);
-    MakeKey(HKEY_CURRENT_USER, L"Keyboard Layout");
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, AddToPreload(0xE0200804, HKEY_CURRENT_USER, L"x", true));
-    EXPECT_EQ(L"[]\n[Keyboard Layout]\n", DumpKey(HKEY_CURRENT_USER, L""));
-}
-
-TEST(SortOrder, NewItemFollowsTheLast)
-{
-    for (const WORD major : {WORD{0}, WORD{5}, WORD{6}, WORD{10}}) {
-        const t_scratchRegistry registry{{HKEY_CURRENT_USER}};
+        const WORD major = random.Of<WORD>({0, 5, 6, 10});
         const t_fakeOsVersion os(major, 1);
-        for (DWORD i = 0; i < 3; ++i) {
-            const DWORD klid = 0x0804 + i;
-            WriteRaw(HKEY_CURRENT_USER, FormatStr(L"%s\\%08x", kSortList, i), L"KeyboardLayout", REG_DWORD, &klid, 4);
+        WriteRandomLists(random, HKEY_CURRENT_USER, L"");
+        // The byte counts are those of the characters; what makes the system store a terminator follows in memory.
+        REPLACE(set, RegSetValueExW,
+                [&](HKEY key, LPCWSTR name, DWORD zero, DWORD type, const BYTE* data, DWORD bytes) {
+                    EXPECT_EQ(type == REG_DWORD ? 4u : name[0] <= L'9' ? 16u : 76u, bytes) << name;
+                    EXPECT_EQ(0, type == REG_DWORD ? 0 : reinterpret_cast<const wchar_t*>(data)[bytes / 2]) << name;
+                    return set.Original(key, name, zero, type, data, bytes);
+                });
+        REPLACE(flush, RegFlushKey, [&](HKEY key) { return flush.Original(key); });
+        for (int step = 0; step < 3; ++step) {
+            t_storedKey hive = ReadTree(HKEY_CURRENT_USER);
+            const std::wstring before = hive.Dump();
+            const std::uint32_t klid = random.Of({0xE0200804u, 0xE0210804u, 0x00000804u});
+            set.calls = flush.calls = t_storedKey::writes = 0;
+            if (random.OneIn(2)) {
+                const bool known = n_model::AddToPreload(hive, klid, major >= 6);
+                ASSERT_EQ(known ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND,
+                          AddToPreload(klid, HKEY_CURRENT_USER, L"x", random.OneIn(2)));
+                if (flush.calls != 2) {
+                    ASSERT_EQ(0, flush.calls);
+                    ASSERT_EQ(set.calls != 0 ? 3 : 0, set.calls) << "a new item in the order, or nothing";
+                }
+            } else {
+                n_model::RemoveFromPreload(hive, klid);
+                RemoveFromPreload(klid, HKEY_CURRENT_USER);
+                ASSERT_EQ(0, flush.calls);
+            }
+            ASSERT_EQ(hive.Dump(), ReadTree(HKEY_CURRENT_USER).Dump()) << before;
+            ASSERT_EQ(t_storedKey::writes, set.calls) << before;
         }
-        const std::wstring before = DumpKey(HKEY_CURRENT_USER, kSortList);
-        AddToPreload(0x0806, HKEY_CURRENT_USER, L"x", false);
-        EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, kSortList)) << "present already";
-
-        AddToPreload(0xE0200804, HKEY_CURRENT_USER, L"x", false);
-        const std::wstring added = L"[00000003]\nCLSID=1:{00000000-0000-0000-0000-000000000000}\\0\n"
-                                   L"KeyboardLayout=4:040820e0\n"
-                                   L"Profile=1:{00000000-0000-0000-0000-000000000000}\\0\n";
-        EXPECT_EQ(major < 6 ? before : before + added, DumpKey(HKEY_CURRENT_USER, kSortList)) << major;
-    }
+    });
 }

@@ -99,7 +99,8 @@ TEST(ActionOptions, Modes)
         }
     }
     t_actionMode mode = Debug;
-    EXPECT_TRUE(ParseActionOptions(0, nullptr, &mode) && mode == Debug);
+    EXPECT_TRUE(ParseActionOptions(0, nullptr, &mode));
+    EXPECT_EQ(mode, Debug);
 }
 
 #ifndef _WIN32
@@ -155,7 +156,7 @@ TEST(OptionScanner, LikeTheCLibrary)
             ASSERT_EQ(result, GetOptionNext(state));
             ASSERT_EQ(std::tuple(optind, index, Narrow(optarg)),
                       std::tuple(state.nextIndex, wideIndex, Narrow(state.optionArgument)));
-            ASSERT_TRUE(optopt == state.optionLetter || (result != '?' && result != ':'));
+            ASSERT_EQ(optopt, result == '?' || result == ':' ? state.optionLetter : optopt);
         }
         ASSERT_TRUE(std::equal(line.pointers.begin(), line.pointers.end(), wideLine.pointers.begin(),
                                [](auto* narrow, auto* wide) { return Narrow(narrow) == Narrow(wide); }));

@@ -1,8 +1,7 @@
-#include "tests/scratch_registry.h"
+#include "tests/registry_tree.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
 
 #include "base/str.h"
@@ -25,45 +24,6 @@ void DeleteTreeOf(HKEY key, const std::wstring& name)
         }
     }
     RegDeleteKeyW(key, name.c_str());
-}
-
-void Dump(HKEY key, const std::wstring& path, t_str& out)
-{
-    out << L"[" << path << L"]\n";
-    std::map<std::wstring, t_str> values;
-    wchar_t name[512];
-    std::vector<BYTE> data(1 << 16);
-    for (DWORD index = 0;; ++index) {
-        DWORD length = 512, type = 0, bytes = static_cast<DWORD>(data.size());
-        if (RegEnumValueW(key, index, name, &length, nullptr, &type, data.data(), &bytes) != ERROR_SUCCESS) {
-            break;
-        }
-        t_str& line = values[std::wstring(name, length)];
-        line << static_cast<std::uint32_t>(type) << L":";
-        for (DWORD i = 0; i < bytes; ++i) {
-            if ((type == REG_SZ || type == REG_EXPAND_SZ) && i + 1 < bytes) {
-                const auto unit = static_cast<wchar_t>(data[i] | (data[i + 1] << 8));
-                unit == 0 ? line << L"\\0" : line << unit;
-                ++i;
-            } else {
-                line.AppendFormat(L"%02x", data[i]);
-            }
-        }
-    }
-    for (const auto& [valueName, line] : values) {
-        out << valueName << L"=" << line << L"\n";
-    }
-    std::vector<std::wstring> subKeys;
-    for (DWORD index = 0; RegEnumKeyW(key, index, name, 512) == ERROR_SUCCESS; ++index) {
-        subKeys.emplace_back(name);
-    }
-    std::sort(subKeys.begin(), subKeys.end());
-    for (const std::wstring& subKey : subKeys) {
-        t_keyHandle child;
-        if (RegOpenKeyExW(key, subKey.c_str(), 0, KEY_READ, child.Put()) == ERROR_SUCCESS) {
-            Dump(child.Get(), path.empty() ? subKey : path + L"\\" + subKey, out);
-        }
-    }
 }
 
 } // namespace
@@ -151,10 +111,60 @@ void WriteText(HKEY root, const std::wstring& path, const wchar_t* value, const 
 
 std::wstring DumpKey(HKEY root, const std::wstring& path)
 {
-    t_str out;
     t_keyHandle key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS) {
-        Dump(key.Get(), L"", out);
+    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS ? ReadTree(key.Get()).Dump()
+                                                                                      : L"";
+}
+
+t_storedKey ReadTree(HKEY root)
+{
+    t_storedKey tree;
+    wchar_t name[16384];
+    std::vector<BYTE> data(1 << 17);
+    for (DWORD index = 0;; ++index) {
+        DWORD length = ARRAYSIZE(name), type = 0, bytes = static_cast<DWORD>(data.size());
+        if (RegEnumValueW(root, index, name, &length, nullptr, &type, data.data(), &bytes) != ERROR_SUCCESS) {
+            break;
+        }
+        tree.values.push_back({{name, length}, type, {data.begin(), data.begin() + bytes}});
     }
-    return out;
+    for (DWORD index = 0; RegEnumKeyW(root, index, name, ARRAYSIZE(name)) == ERROR_SUCCESS; ++index) {
+        t_keyHandle key;
+        if (RegOpenKeyExW(root, name, 0, KEY_READ, key.Put()) == ERROR_SUCCESS) {
+            tree.keys.push_back(ReadTree(key.Get()));
+            tree.keys.back().name = name;
+        }
+    }
+    return tree;
+}
+
+std::wstring t_storedKey::Dump(const std::wstring& path) const
+{
+    std::map<std::wstring, std::wstring> lines;
+    for (const t_storedValue& value : values) {
+        t_str line = FormatStr(L"=%u:", value.type);
+        const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ;
+        for (std::size_t i = 0; i < value.data.size(); ++i) {
+            if (isText && i + 1 < value.data.size()) {
+                const auto unit = static_cast<wchar_t>(value.data[i] | value.data[i + 1] << 8);
+                unit == 0 ? line << L"\\0" : line << unit;
+                ++i;
+            } else {
+                line.AppendFormat(L"%02x", value.data[i]);
+            }
+        }
+        lines[value.name] = line;
+    }
+    std::map<std::wstring, const t_storedKey*> sorted;
+    for (const t_storedKey& key : keys) {
+        sorted[key.name] = &key;
+    }
+    std::wstring text = L"[" + path + L"]\n";
+    for (const auto& [valueName, line] : lines) {
+        text += valueName + line + L"\n";
+    }
+    for (const auto& [keyName, key] : sorted) {
+        text += key->Dump(path.empty() ? keyName : path + L"\\" + keyName);
+    }
+    return text;
 }

@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "config/typed_items.h"
+#include "tests/catalogue_model.h"
 #include "tests/fuzz/fuzz_input.h"
 
 using namespace n_config;
@@ -43,5 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckRoundTrip<t_integerCodec<t_integerStyle::hexadecimal>>(text);
     CheckRoundTrip<t_listCodec>(text);
     CheckRoundTrip<t_guidCodec>(text);
+    ::t_guid guid, guidExpected;
+    Check(ParseGuid(text, guid) == n_model::ReadGuid(text, guidExpected) && guid == guidExpected);
     return 0;
 }
