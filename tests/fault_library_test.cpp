@@ -16,7 +16,6 @@
 #include "diag/error_list.h"
 #include "diag/error_list_peek.h"
 #include "diag/log_writer.h"
-#include "diag/message_box.h"
 #include "report/gather.h"
 #include "runtime/runtime.h"
 #include "tests/fault_sweep.h"
@@ -210,7 +209,7 @@ TEST_F(FaultsOfLibrary, LogWriter)
     const DWORD on = 1;
     WriteRaw(HKEY_CURRENT_USER, L"Software\\TarvoInput", L"EnErrorLog", REG_DWORD, &on, sizeof(on));
     for (const auto& [name, size] : {std::pair("log", std::size_t{20}), {"log, full", std::size_t{102402}}}) {
-        const std::string old = "\xFF\xFE" + std::string(size, 'x');
+        const std::string mark = "\xFF\xFE", old = mark + std::string(size, 'x');
         Try(
             name,
             [&](t_errorChain& errors) {
@@ -220,7 +219,9 @@ TEST_F(FaultsOfLibrary, LogWriter)
             },
             [&] { directory.Write(L"error.log", old); },
             [&](const t_faultSweep&, bool) {
-                EXPECT_TRUE(size > 20 || directory.Read(L"error.log").starts_with(old));
+                // Of a full log a later part is kept, which may be lost.
+                const std::string now = directory.Read(L"error.log");
+                EXPECT_TRUE(now.starts_with(size == 20 ? old : mark) || (size != 20 && now.empty())) << now.size();
             });
     }
 }
@@ -234,12 +235,6 @@ TEST_F(FaultsOfLibrary, Runtime)
         t_runtime runtime;
         runtime.SetInstallPathMode(2);
         return runtime.Initialise(errors);
-    });
-    REPLACE(box, MessageBoxW, [](auto...) { return 1; });
-    Try("message box", [](t_errorChain& errors) {
-        errors.Fail(L"x");
-        ShowMessageBox(errors);
-        return true;
     });
 }
 
