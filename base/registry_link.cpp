@@ -92,13 +92,13 @@ LSTATUS CreateUnlinkedKey(HKEY parent, const wchar_t* name, t_keyHandle& key)
     if (result != ERROR_SUCCESS) {
         return result;
     }
-    // What was there before may be a link, opened as one or followed: opening it again tells. It is the second chance
-    // too when the place of a new key cannot be found out: a list that was just deleted would be lost.
-    if (disposition != REG_CREATED_NEW_KEY || CheckPlace(created.Get(), parent, name) != ERROR_SUCCESS) {
-        return OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key);
+    // A new key in its place is no link, and is not opened again: were that to fail, the list that was deleted for it
+    // would be lost. What was there before may be a link, opened as one or followed.
+    if (disposition == REG_CREATED_NEW_KEY && CheckPlace(created.Get(), parent, name) == ERROR_SUCCESS) {
+        key = std::move(created);
+        return ERROR_SUCCESS;
     }
-    key = std::move(created);
-    return ERROR_SUCCESS;
+    return OpenUnlinkedKey(parent, name, KEY_ALL_ACCESS, key);
 }
 
 LSTATUS DeleteOpenKey(t_keyHandle& key)

@@ -169,7 +169,8 @@ def peak(session, program, *options):
         status = pathlib.Path(f"/proc/{process.pid}/status")
         while process.poll() is None:
             with contextlib.suppress(OSError, StopIteration):
-                most = next(int(line.split()[1]) for line in status.read_text().splitlines() if line.startswith("VmHWM"))
+                lines = status.read_text().splitlines()
+                most = next(int(line.split()[1]) for line in lines if line.startswith("VmHWM"))
             time.sleep(0.001)
     return most
 

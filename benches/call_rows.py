@@ -44,8 +44,8 @@ def times(text, count=1):
     return repeated(made, count)
 
 
-# What the compiler's thread library calls on its own: for debuggers at the start, and for the first lock of a thread. It
-# is linked into every program with exceptions.
+# What the compiler's thread library calls on its own: for debuggers at the start, and for the first lock of a thread.
+# It is linked into every program with exceptions.
 RUN_TIME_LIBRARY = times("RtlAddVectoredExceptionHandler TlsAlloc CreateEventA DuplicateHandle GetThreadPriority")
 
 # A key that is opened where nobody may have planted a link names itself and its parent. A predefined key does not know

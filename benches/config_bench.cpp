@@ -96,7 +96,7 @@ double PeakOver(std::size_t bytes, Work work)
 void MeasureSize(std::size_t bytes)
 {
     const n_bench::t_sample sample = n_bench::MakeSample((bytes - 2) / 2);
-    const double seconds = bytes > 32 << 20 ? 6 : 1.5;
+    constexpr double seconds = 0.8;
     wchar_t fullPath[MAX_PATH];
     GetFullPathNameW(kFile, MAX_PATH, fullPath, nullptr);
     WriteBytes(kFile, sample.text.data(), sample.text.size() * 2, "\xFF\xFE");
@@ -138,8 +138,9 @@ void MeasureSize(std::size_t bytes)
     Check(file.Load(errors, kFile) && simpleIni.LoadFile(kUtf8File) == SI_OK, "loading");
     const auto write = [&] { Check(file.Save(errors, kWritten), "Save"); };
     const auto writeSimpleIni = [&] { Check(simpleIni.SaveFile(kUtf8File, false) == SI_OK, "SimpleIni's SaveFile"); };
-    const auto writeProfile = [&] {
-        Check(WritePrivateProfileStringW(sample.section.c_str(), sample.key.c_str(), L"another value", fullPath),
+    const auto writeProfile = [&, number = 0]() mutable {
+        const std::wstring value = std::to_wstring(++number); // one that is there already is not written
+        Check(WritePrivateProfileStringW(sample.section.c_str(), sample.key.c_str(), value.c_str(), fullPath),
               "WritePrivateProfileStringW");
     };
     std::snprintf(row, sizeof(row), "configuration, write %s", NameOf(bytes));

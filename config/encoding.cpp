@@ -1,5 +1,6 @@
 #include "config/encoding.h"
 
+#include <bit>
 #include <cstdint>
 
 namespace n_config {
@@ -17,6 +18,10 @@ std::uint32_t Byte(char byte)
 
 bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::wstring& text)
 {
+    if (!bigEndian && sizeof(wchar_t) == 2 && std::endian::native == std::endian::little) {
+        text.assign(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2); // behind a mark of two bytes
+        return bytes.size() % 2 == 0;
+    }
     text.resize(bytes.size() / 2);
     const std::size_t low = bigEndian ? 1 : 0;
     for (std::size_t i = 0; i < text.size(); ++i) {

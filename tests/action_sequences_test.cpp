@@ -4,53 +4,15 @@
 
 #include <sddl.h>
 
-#include <algorithm>
 #include <map>
 #include <memory>
-#include <set>
 #include <sstream>
 
+#include "tests/machine_model.h"
+#include "tests/random_layouts.h"
 #include "tests/simulated_machine.h"
 
 namespace {
-
-constexpr const wchar_t* kOptions[] = {L"--install", L"--uninstall", L"--debug", L"--copy", L"--delete"};
-constexpr wchar_t kKlid[] = L"e0210804"; // what the input-method manager gives the product on this machine
-
-// What each action ought to leave, in terms of lists.
-void Expect(t_machineState& state, bool windows8, std::wstring_view option)
-{
-    const auto append = [](t_machineState::t_list& list, const wchar_t* klid) {
-        if (std::find(list.begin(), list.end(), klid) == list.end()) {
-            list.emplace_back(klid);
-        }
-    };
-    const auto remove = [](t_machineState::t_list& list) { std::erase(list, kKlid); };
-    const bool uninstall = option == L"--uninstall";
-    if (option == L"--debug") {
-        if (state.layoutLoaded) {
-            remove(state.preload[L"own"]);
-        }
-    } else if (windows8 || uninstall) {
-        if (!state.layouts.empty()) {
-            remove(state.preload[L"user"]);
-        }
-        state.layouts.clear();
-        state.layoutLoaded = false;
-        state.textService = windows8 && !uninstall;
-    } else {
-        state.layoutLoaded = state.layoutLoaded || state.layouts.empty();
-        state.layouts[kKlid] =
-            option == L"--install" ? L"中文(简体) - 塔沃拼音输入法" : L"中文 (简体) - 塔沃拼音输入法";
-        append(state.preload[L"user"], kKlid);
-        append(state.sortOrder, kKlid);
-        append(state.preload[L"default"], kKlid);
-        append(state.preload[L"default"], L"e0010804"); // the system's own layout for the language
-        for (const wchar_t* const account : {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"}) {
-            remove(state.preload[account]);
-        }
-    }
-}
 
 enum class t_system
 {
@@ -89,29 +51,76 @@ std::unique_ptr<t_simulatedMachine> MachineAfter(t_system system, const t_sequen
 
 } // namespace
 
-// An action depends on nothing but what the machine holds, so each state that a sequence can reach is tried once.
-TEST(ActionSequences, EveryStateThatFourActionsReachIsTheExpectedOne)
+// What an action may change; the system itself writes elsewhere.
+static std::wstring DumpMachine(const t_storedKey& machine, const t_storedKey& users)
 {
-    for (const t_system system : {t_system::seven, t_system::ten, t_system::upgraded}) {
-        std::set<std::wstring> known;
-        std::vector<t_sequence> open = {{}};
-        while (!open.empty()) {
-            const t_sequence sequence = open.back();
-            open.pop_back();
-            for (const wchar_t* const option : kOptions) {
-                const auto machine = MachineAfter(system, sequence);
-                t_machineState expected = machine->State();
-                Expect(expected, system != t_system::seven, option);
-                EXPECT_TRUE(machine->Run(option));
-                EXPECT_EQ(Describe(expected), Describe(machine->State())) << sequence.size() << " before " << option;
-                t_sequence longer = sequence;
-                longer.push_back(option);
-                if (longer.size() < 4 && known.insert(Describe(machine->State())).second) {
-                    open.push_back(longer);
-                }
+    std::wstring text;
+    const auto dump = [&text](const t_storedKey& root, std::initializer_list<std::wstring> paths) {
+        for (const std::wstring& path : paths) {
+            const t_storedKey* const key = root.Key(path);
+            text += key != nullptr ? key->Dump(root.name + L"\\" + path) : L"";
+        }
+    };
+    dump(machine, {n_model::kLayouts, n_model::kTip});
+    for (const t_storedKey& hive : users.keys) {
+        dump(hive, {L"Keyboard Layout", L"SoftWare\\Microsoft\\CTF"});
+    }
+    return text;
+}
+
+// Machines with random layouts, text services and lists, through random actions and upgrades.
+TEST(ActionSequences, RandomMachinesBecomeWhatTheModelMakesOfThem)
+{
+    ForRandomSeeds(25, [](t_random& random) {
+        n_model::t_machine model;
+        std::pair<WORD, WORD> version;
+        const auto choose = [&] {
+            version =
+                random.Of<std::pair<WORD, WORD>>({{0, 0}, {5, 2}, {6, 0}, {6, 1}, {6, 1}, {6, 2}, {6, 3}, {10, 0}});
+            model.vista = version.first > 5;
+            model.windows8 = version > std::pair<WORD, WORD>(6, 1);
+        };
+        choose();
+        t_simulatedMachine machine(version.first, version.second);
+        if (!random.OneIn(3)) {
+            t_randomLayouts layouts(random);
+        }
+        model.users = ReadTree(HKEY_USERS);
+        for (const t_storedKey& hive : model.users.keys) {
+            if (random.OneIn(2)) {
+                WriteRandomLists(random, HKEY_USERS, hive.name);
+            }
+            model.userSid = hive.name.starts_with(L"S-1-5-21") ? hive.name : model.userSid;
+        }
+        for (auto count = random.Below(3); count > 0; --count) {
+            const std::uint32_t klid = random.Of({0xE0210804u, 0xE0220804u, 0xE0230804u});
+            const wchar_t* const file = random.Of({L"tarvopy.ime", L"TarvoTSF.ime", L"imscx.ime"});
+            const bool isLoaded = random.OneIn(2);
+            machine.AddLayout(klid, file, isLoaded);
+            if (isLoaded) {
+                model.loaded.push_back(klid);
             }
         }
-    }
+        for (int step = 0; step < 4; ++step) {
+            model.machine = ReadTree(HKEY_LOCAL_MACHINE);
+            model.users = ReadTree(HKEY_USERS);
+            model.classes = ReadTree(HKEY_CLASSES_ROOT);
+            model.steps.clear();
+            const std::wstring before = DumpMachine(model.machine, model.users);
+            const wchar_t* const option =
+                random.Of({L"--install", L"--install", L"--uninstall", L"--debug", L"--copy", L"--delete"});
+            model.Run(option);
+            ASSERT_TRUE(machine.Run(option));
+            ASSERT_EQ(DumpMachine(model.machine, model.users),
+                      DumpMachine(ReadTree(HKEY_LOCAL_MACHINE), ReadTree(HKEY_USERS)))
+                << option << before;
+            ASSERT_EQ(model.steps, machine.Steps()) << option << before;
+            if (random.OneIn(4)) {
+                choose();
+                machine.Upgrade(version.first, version.second);
+            }
+        }
+    });
 }
 
 // Killed behind each call that changes something, and then run again: what is counted here is not mended. The lists are

@@ -133,17 +133,6 @@ TEST_F(t_layoutTest, NewLayoutReachesTheUserAndTheDefaultProfile)
     EXPECT_EQ(L"", traced);
 }
 
-TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
-{
-    WriteLayout(0xE0200804, L"tarvopy.IME", L"old");
-    os.Set(5, 2);
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(kEnabled + L"load default_user\\Default User\\NTUSER.DAT\n" + kRemoved, calls);
-    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\\0\n", kText),
-              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
-    EXPECT_EQ(L"1=00000804- 2=E0200804- ", ReadList(HKEY_CURRENT_USER, L""));
-}
-
 TEST_F(t_layoutTest, FailedInstallIsRecovered)
 {
     const wchar_t* const trace = L"安装错误 / ImmInstallIME() returns NULL, GetLastError() = 1450, Filename = "
@@ -342,18 +331,18 @@ TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
         return !profile.empty();
     });
     const std::wstring room(237, L'u');
-    const std::pair<std::wstring, std::wstring> cases[] = {
-        {L"", L""},
-        {L"alice", L""},
-        {L"C:\\" + room + L"\\a", L"C:\\" + room + L"\\default\\NTUSER.DAT"},
-        {L"C:\\u" + room + L"\\a", L""},
-    };
-    for (const auto& [given, expected] : cases) {
+    const std::tuple<WORD, std::wstring, std::wstring> cases[] = {
+        {WORD{6}, L"", L""},
+        {WORD{6}, L"alice", L""},
+        {WORD{6}, L"C:\\" + room + L"\\a", L"C:\\" + room + L"\\default\\NTUSER.DAT"},
+        {WORD{6}, L"C:\\u" + room + L"\\a", L""},
+        {WORD{5}, L"C:\\Users\\alice", L"C:\\Users\\Default User\\NTUSER.DAT"}};
+    for (const auto& [major, given, expected] : cases) {
+        os.Set(major, 2);
         profile = given;
         wchar_t path[MAX_PATH];
         EXPECT_EQ(expected, GetDefaultUserHivePath(path) ? path : L"") << given.size();
     }
-    profile = L"C:\\Users\\alice";
     hiveFileExists = false;
     AddToDefaultUserHive(0xE0210804);
     EXPECT_EQ(kEnabled, calls) << "loading a missing file would make one";

@@ -5,13 +5,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <random>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <tuple>
-#include <utility>
 #include <vector>
+
+#include "tests/random_runs.h"
 
 #ifndef _WIN32
 #include <getopt.h>
@@ -81,26 +80,54 @@ TEST(OptionScanner, DiffersFromTheCLibrary)
     EXPECT_EQ(state.firstSkipped, -1);
 }
 
-TEST(ActionOptions, Modes)
+// The mode by the rule that the scanner and its front give together.
+t_actionMode ModeOf(const std::vector<std::wstring>& arguments)
 {
-    using enum t_actionMode;
-    const std::pair<t_actionMode, std::vector<std::string>> rows[] = {
-        {Install, {"", "--inst", "-install", "-uninstall", "-ui", "/u install x", "-- -u", "-i-u", "--un=yes", "-U"}},
-        {Uninstall, {"--un", "-u", "--uninstall --install=yes", "-du", "-u-c", "-u:?x", "x -u y --de --d"}},
-        {Debug, {"--deb", "-d", "-ud", "x --debug -- -c"}},
-        {Copy, {"--co", "-ci", "-ic", "-u --copy -e -i", "x -c"}},
-        {Delete, {"--del", "-debug", "-delete", "-ec", "--unknown --delete"}}};
-    for (const auto& [expected, lines] : rows) {
-        for (const std::string& text : lines) {
-            t_arguments<wchar_t> line(text);
-            t_actionMode mode = Install;
-            EXPECT_TRUE(ParseActionOptions(line.Count(), line.pointers.data(), &mode));
-            EXPECT_EQ(mode, expected) << text;
+    const std::wstring letters = L"iudce";
+    std::size_t mode = 0;
+    for (std::size_t i = 1; i < arguments.size() && arguments[i] != L"--"; ++i) {
+        const std::wstring& argument = arguments[i];
+        std::wstring cluster = argument.size() > 1 && argument[0] == L'-' ? argument.substr(1) : L"";
+        if (argument.starts_with(L"--")) {
+            cluster.clear();
+            for (const std::wstring name : {L"iinstall", L"uuninstall", L"ddebug", L"ccopy", L"edelete"}) {
+                cluster += name.substr(1).starts_with(argument.substr(2)) ? name.substr(0, 1) : L"";
+            }
+            cluster = cluster.size() == 1 ? cluster : L""; // else unknown or ambiguous
+        }
+        for (const wchar_t letter : cluster) {
+            if (letter == L'-') {
+                return static_cast<t_actionMode>(mode);
+            }
+            mode = std::min(letters.find(letter), letters.size()) < 5 ? letters.find(letter) : mode;
+            if (mode >= 3) {
+                return static_cast<t_actionMode>(mode);
+            }
         }
     }
-    t_actionMode mode = Debug;
+    return static_cast<t_actionMode>(mode);
+}
+
+TEST(ActionOptions, RandomLinesGiveTheModeOfTheRule)
+{
+    ForRandomSeeds(20000, [](t_random& random) {
+        const std::string words[] = {"install", "uninstall", "debug", "copy", "delete",
+                                     "iudce",   "uidu",      "-:?x",  "=yes"};
+        std::string text;
+        for (auto count = random.Below(5); count > 0; --count) {
+            const std::string word = random.Of(words);
+            text += (text.empty() ? "" : " ") + std::string(random.Of({"", "-", "-", "--", "--", "/"})) +
+                    word.substr(0, random.Below(word.size() + 1)) + random.Of({"", "", "", "=", "-c"});
+        }
+        t_arguments<wchar_t> line(text);
+        t_actionMode mode = t_actionMode::Install;
+        const t_actionMode expected = ModeOf(line.texts);
+        ASSERT_TRUE(ParseActionOptions(line.Count(), line.pointers.data(), &mode));
+        ASSERT_EQ(expected, mode) << text;
+    });
+    t_actionMode mode = t_actionMode::Debug;
     EXPECT_TRUE(ParseActionOptions(0, nullptr, &mode));
-    EXPECT_EQ(mode, Debug);
+    EXPECT_EQ(t_actionMode::Debug, mode) << "the caller's default";
 }
 
 #ifndef _WIN32
@@ -113,7 +140,7 @@ TEST(ActionOptions, Modes)
 //  - the option letter is set by good options too: compared after errors only;
 //  - the environment does not switch permuting off, and '+' outlives the option string: one string for a whole scan;
 //  - nothing is printed.
-TEST(OptionScanner, LikeTheCLibrary)
+TEST(OptionScanner, RandomLinesAreScannedAsByTheCLibrary)
 {
     const std::string names[] = {"in", "copy", "install", "un", "file", "debug", "uninstall", "delete"};
     const std::string prefixes[] = {"", "", "+", "-", ":", "+:", "-:"};
@@ -128,20 +155,18 @@ TEST(OptionScanner, LikeTheCLibrary)
     }
     unsetenv("POSIXLY_CORRECT");
     opterr = 0;
-    std::mt19937 random(20240607);
-    const auto pick = [&](const auto& choices) { return choices[random() % std::size(choices)]; };
-    for (int round = 0; round < 20000; ++round) {
-        const auto unused = random() % 9;
-        std::string options = pick(prefixes), text;
+    ForRandomSeeds(20000, [&](t_random& random) {
+        const auto unused = random.Below(9);
+        std::string options = random.Of(prefixes), text;
         for (const char* letter : {"a", "b:", "c::", "W;", "d"}) {
-            options += random() % 4 != 0 ? letter : "";
+            options += !random.OneIn(4) ? letter : "";
         }
-        for (auto count = random() % 8; count > 0; --count) {
-            const std::string name = pick(names), part = name.substr(0, random() % name.size() + 1);
-            const std::string letters = "abcd:?xW", cluster = {pick(letters), pick(letters)};
+        for (auto count = random.Below(8); count > 0; --count) {
+            const std::string name = random.Of(names), part = name.substr(0, random.Below(name.size()) + 1);
+            const std::string letters = "abcd:?xW", cluster = {random.Of(letters), random.Of(letters)};
             const std::string starts[] = {"", "-", "-", "--", "--", "-W"};
             const std::string ends[] = {"", "b", "=v", cluster, part, part, part + "=v"};
-            text += (text.empty() ? "" : " ") + pick(starts) + pick(ends);
+            text += (text.empty() ? "" : " ") + random.Of(starts) + random.Of(ends);
         }
         SCOPED_TRACE(options + ": " + text);
         const std::wstring wideOptions(options.begin(), options.end());
@@ -156,12 +181,12 @@ TEST(OptionScanner, LikeTheCLibrary)
             ASSERT_EQ(result, GetOptionNext(state));
             ASSERT_EQ(std::tuple(optind, index, Narrow(optarg)),
                       std::tuple(state.nextIndex, wideIndex, Narrow(state.optionArgument)));
-            ASSERT_EQ(optopt, result == '?' || result == ':' ? state.optionLetter : optopt);
+            ASSERT_TRUE(optopt == state.optionLetter || (result != '?' && result != ':'));
         }
         ASSERT_TRUE(std::equal(line.pointers.begin(), line.pointers.end(), wideLine.pointers.begin(),
                                [](auto* narrow, auto* wide) { return Narrow(narrow) == Narrow(wide); }));
         ASSERT_EQ(flag, wideFlag);
-    }
+    });
 }
 #endif
 

@@ -50,7 +50,7 @@ struct t_storedKey
 
     static inline int writes = 0; // of values, so that what is written again as it stands counts as well
 
-    // Makes or finds what has the name.
+    // Makes or finds what has the name. New names are sorted in.
     t_storedKey& Make(const std::wstring& keyName) { return MakeNamed(keys, keyName); }
     void Set(const std::wstring& valueName, DWORD type, const void* data, std::size_t bytes)
     {
@@ -88,9 +88,12 @@ private:
         if (const Item* const known = Named(items, itemName)) {
             return const_cast<Item&>(*known);
         }
-        items.push_back({});
-        items.back().name = itemName;
-        return items.back();
+        const auto behind = std::find_if(items.begin(), items.end(), [&](const Item& item) {
+            return n_model::Fold(item.name) > n_model::Fold(itemName);
+        });
+        Item& made = *items.insert(behind, Item{});
+        made.name = itemName;
+        return made;
     }
 };
 

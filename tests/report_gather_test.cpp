@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <regex>
 #include <sstream>
 
@@ -19,6 +18,8 @@
 #include "runtime/runtime.h"
 #include "tests/chain_entries.h"
 #include "tests/import_patch.h"
+#include "tests/preload_model.h"
+#include "tests/random_layouts.h"
 #include "tests/scratch_directory.h"
 #include "tests/scratch_registry.h"
 #include "tests/signed_modules/signed_modules.h"
@@ -35,6 +36,26 @@ const std::wstring kServerKey = L"CLSID\\" + kService + L"\\InProcServer32";
 constexpr wchar_t kPreload[] = L"Keyboard Layout\\Preload";
 constexpr wchar_t kSortOrder[] = L"SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{C}\\";
 constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
+
+// What a JSON text leaves open at its end: "" for one whose texts hold no control characters and whose brackets match.
+std::string OpenInJson(const std::string& document)
+{
+    std::string open;
+    for (std::size_t i = 0; i < document.size(); ++i) {
+        const char unit = document[i];
+        const bool inText = open.ends_with('"');
+        if (inText && static_cast<unsigned char>(unit) < ' ') {
+            return "control character";
+        }
+        i += inText && unit == '\\';
+        if (!open.empty() && unit == open.back()) {
+            open.pop_back();
+        } else if (!inText && std::string_view("\"{[").find(unit) != std::string_view::npos) {
+            open += unit == '"' ? '"' : unit == '{' ? '}' : ']';
+        }
+    }
+    return open;
+}
 
 struct ReportGather : testing::Test
 {
@@ -121,42 +142,59 @@ TEST(ReportFiles, SaysWhoSignedAFileBehindItsPath)
     EXPECT_EQ(L"签名者“Tarvo Test Maker Ltd”不是制作者,且不在摘要清单中", read(L"other.exe").verification);
 }
 
-// Keys and values of random types, lengths and contents wherever the report reads; the numbers are the same every time.
-TEST_F(ReportGather, SurvivesARandomRegistry)
+// Registries that other programs may have left, and hostile ones, with values of random types, lengths and contents
+// wherever the report reads.
+TEST_F(ReportGather, RandomRegistryGivesAWellFormedReport)
 {
     t_session session;
     ASSERT_TRUE(ReadCurrentSession(errors, session)) << Entries(errors);
     const std::wstring user = session.userSid + L"\\";
     const std::wstring tip = L"SoftWare\\Microsoft\\CTF\\TIP\\" + kService + L"\\LanguageProfile\\0x00000804\\";
-    const std::pair<HKEY, std::vector<std::wstring>> places[] = {
-        {HKEY_LOCAL_MACHINE,
-         {kLayouts + L"E0200804", kLayouts + L"FFFFFFFF", kLayouts + L"\xD800", tip + kProfile,
-          L"SYSTEM\\CurrentControlSet\\Control\\Session Manager", L"Software\\TarvoInput",
-          L"SOFTWARE\\Clients\\StartMenuInternet"}},
-        {HKEY_CLASSES_ROOT, {kServerKey, L"http\\shell\\open\\command"}},
-        {HKEY_CURRENT_USER, {L"Software\\TarvoInput"}},
-        {HKEY_USERS,
-         {user + kPreload, user + L"Keyboard Layout\\Substitutes", user + kSortOrder + L"00000000", user + kHidden,
-          std::wstring(L".DEFAULT\\") + kPreload}}};
-    std::vector<std::wstring> names = {L"", std::wstring(2000, L'x')};
-    std::wistringstream list(
-        L"1|99999999999|e0200804|Ime File|Layout Text|Layout Display Name|Display Description|CLSID|"
-        L"Profile|KeyboardLayout|Version|InstallPath|EnErrorLog|PendingFileRenameOperations");
-    for (std::wstring name; std::getline(list, name, L'|');) {
-        names.push_back(name);
-    }
+    const std::pair<HKEY, std::wstring> places[] = {
+        {HKEY_LOCAL_MACHINE, kLayouts + L"E0200804"},
+        {HKEY_LOCAL_MACHINE, kLayouts + L"FFFFFFFF"},
+        {HKEY_LOCAL_MACHINE, kLayouts + L"\xD800"},
+        {HKEY_LOCAL_MACHINE, tip + kProfile},
+        {HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager"},
+        {HKEY_LOCAL_MACHINE, L"Software\\TarvoInput"},
+        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Clients\\StartMenuInternet"},
+        {HKEY_CLASSES_ROOT, kServerKey},
+        {HKEY_CLASSES_ROOT, L"http\\shell\\open\\command"},
+        {HKEY_CURRENT_USER, L"Software\\TarvoInput"},
+        {HKEY_USERS, user + kPreload},
+        {HKEY_USERS, user + L"Keyboard Layout\\Substitutes"},
+        {HKEY_USERS, user + kSortOrder + L"00000000"},
+        {HKEY_USERS, user + kHidden},
+        {HKEY_USERS, std::wstring(L".DEFAULT\\") + kPreload}};
+    const std::wstring names[] = {L"",
+                                  L"1",
+                                  L"99999999999",
+                                  L"e0200804",
+                                  L"Ime File",
+                                  L"Layout Text",
+                                  L"CLSID",
+                                  L"Layout Display Name",
+                                  L"Display Description",
+                                  L"Profile",
+                                  L"KeyboardLayout",
+                                  L"Version",
+                                  L"InstallPath",
+                                  L"EnErrorLog",
+                                  L"PendingFileRenameOperations",
+                                  std::wstring(2000, L'x')};
     constexpr wchar_t kUnits[] = L"@%,-\\.:?!{}0E8 \0\n\x7F塔\xD800\xDC00";
-    std::mt19937 random(20);
-    const auto below = [&random](std::size_t limit) { return random() % limit; };
-    for (int machine = 0; machine < 20; ++machine) {
-        for (const auto& [root, paths] : places) {
-            for (std::size_t i = 0; i < paths.size() * names.size(); ++i) {
-                std::wstring data(below(8) == 0 ? below(40000) : below(40), L'\0');
-                std::generate(data.begin(), data.end(), [&] { return kUnits[below(std::size(kUnits))]; });
-                const auto bytes = static_cast<DWORD>(data.size() * 2 - (data.empty() ? 0 : below(2)));
-                WriteRaw(root, paths[i / names.size()], names[i % names.size()].c_str(),
-                         static_cast<DWORD>(below(3) == 0 ? below(13) : REG_SZ), data.data(), bytes);
-            }
+    ForRandomSeeds(15, [&](t_random& random) {
+        const t_scratchRegistry registry;
+        t_randomLayouts layouts(random);
+        WriteRandomLists(random, HKEY_USERS, session.userSid);
+        WriteRandomLists(random, HKEY_USERS, L".DEFAULT");
+        for (auto count = random.OneIn(2) ? 0 : 150; count > 0; --count) {
+            const auto& [root, path] = random.Of(places);
+            std::wstring data(random.OneIn(8) ? random.Below(40000) : random.Below(40), L'\0');
+            std::generate(data.begin(), data.end(), [&] { return random.Of(kUnits); });
+            const auto bytes = static_cast<DWORD>(data.size() * 2 - (data.empty() ? 0 : random.Below(2)));
+            WriteRaw(root, path, random.Of(names).c_str(), random.OneIn(3) ? random.Below(13) : DWORD{REG_SZ},
+                     data.data(), bytes);
         }
         // What reads the registry; the rest of the report would only take its time again.
         t_runtime runtime;
@@ -171,8 +209,30 @@ TEST_F(ReportGather, SurvivesARandomRegistry)
         gathered.layouts = GatherLayouts();
         gathered.lists = GatherLists(gathered.layouts);
         gathered.findings = Judge(gathered);
-        EXPECT_NE(0u, gathered.findings.size());
-        EXPECT_EQ(std::string::npos, ToUtf8(RenderText(gathered)).find('\x7F'));
-        EXPECT_TRUE(RenderJson(gathered).starts_with("{"));
-    }
+        const std::string text = ToUtf8(RenderText(gathered));
+        ASSERT_EQ(std::string::npos, text.find('\x7F'));
+        ASSERT_EQ("", OpenInJson(RenderJson(gathered))) << text;
+        const t_storedKey machine = ReadTree(HKEY_LOCAL_MACHINE), users = ReadTree(HKEY_USERS);
+        const t_storedKey* const preload = users.Key(L".DEFAULT\\Keyboard Layout\\Preload");
+        const t_list<t_hive>& hives = gathered.lists.hives;
+        const auto desktop =
+            std::find_if(hives.begin(), hives.end(), [](const t_hive& hive) { return hive.name == L".DEFAULT"; });
+        std::ptrdiff_t shown = 0, unknown = 0;
+        for (const t_storedValue& value : preload != nullptr ? preload->values : std::vector<t_storedValue>()) {
+            shown += value.data.size() <= 0x10000;
+        }
+        ASSERT_EQ(shown, desktop != hives.end() ? std::ssize(desktop->preload) : 0);
+        for (const t_hive& hive : hives) {
+            for (const t_entry& entry : hive.preload) {
+                const bool known = machine.Key(kLayouts + FormatStr(L"%08x", entry.klid)) != nullptr;
+                ASSERT_EQ(known && entry.klid != 0, entry.known) << text;
+                ASSERT_TRUE(&hive != &*desktop || n_model::Hex(entry.stored) == entry.klid) << text;
+                unknown += entry.klid != 0 && !known;
+            }
+        }
+        ASSERT_EQ(unknown,
+                  std::count_if(gathered.findings.begin(), gathered.findings.end(),
+                                [](const auto& finding) { return finding.code == L"preload-without-layout"s; }))
+            << text;
+    });
 }
