@@ -16,7 +16,7 @@ namespace {
 // layout that the profile stands for.
 t_str ReadProfileName(const t_layout& layout)
 {
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     t_reg languages(HKEY_LOCAL_MACHINE);
     if (!languages.Open(
             unreported,
@@ -54,7 +54,7 @@ t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_hkl& record
     layout.klid = record.klid;
     layout.handle = record.hkl;
     layout.langId = record.langId;
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     manager.GetImeFileName(unreported, layout.imeFile, record);
     if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(record.klid, key)) {
         layout.keyImeFile = key.imeFile;
