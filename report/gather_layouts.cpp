@@ -54,14 +54,15 @@ t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_hkl& record
     layout.klid = record.klid;
     layout.handle = record.hkl;
     layout.langId = record.langId;
-    t_errorChain unreported(t_errorChain::kDiscarding);
-    manager.GetImeFileName(unreported, layout.imeFile, record);
     if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(record.klid, key)) {
         layout.keyImeFile = key.imeFile;
         layout.name = key.name;
         layout.odd = std::move(key.odd);
     }
+    layout.imeFile = layout.keyImeFile;
     if (IsTextServiceProfile(record)) {
+        t_errorChain unreported(t_errorChain::kDiscarding);
+        manager.GetImeFileName(unreported, layout.imeFile, record);
         layout.service = FormatGuid(record.clsid);
         layout.profile = FormatGuid(record.profileGuid);
         if (const t_str name = ReadProfileName(layout); !name.empty()) {
