@@ -48,13 +48,13 @@ bool IsServerMissing(const t_str& server)
     return !ReadFile(path).present;
 }
 
-t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_hkl& record)
+t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_layoutKeys& keys, const t_hkl& record)
 {
     t_layout layout;
     layout.klid = record.klid;
     layout.handle = record.hkl;
     layout.langId = record.langId;
-    if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(record.klid, key)) {
+    if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(keys, record.klid, key)) {
         layout.keyImeFile = key.imeFile;
         layout.name = key.name;
         layout.odd = std::move(key.odd);
@@ -84,8 +84,9 @@ t_layouts GatherLayouts()
     if (!manager.GetLayoutList(errors, records)) {
         layouts.unseen.push_back(DescribeErrors(errors));
     }
+    const t_layoutKeys keys;
     for (const t_hkl& record : records) {
-        layouts.records.push_back(MakeLayout(manager, record));
+        layouts.records.push_back(MakeLayout(manager, keys, record));
     }
     return layouts;
 }

@@ -21,11 +21,17 @@ t_str ReadDisplayName(const t_reg& key, const wchar_t* indirectValueName)
     return name;
 }
 
-bool ReadLayoutKey(std::uint32_t klid, t_layoutKey& layout)
+t_layoutKeys::t_layoutKeys() : t_reg(HKEY_LOCAL_MACHINE)
 {
     t_errorChain unreported(t_errorChain::kDiscarding);
-    t_reg key(HKEY_LOCAL_MACHINE);
-    if (!key.Open(unreported, FormatStr(L"%s\\%08x", kKeyboardLayoutsKey, klid).c_str(), t_regAccess::view32)) {
+    Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32);
+}
+
+bool ReadLayoutKey(const t_layoutKeys& keys, std::uint32_t klid, t_layoutKey& layout)
+{
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    t_reg key(keys);
+    if (!key.Open(unreported, FormatStr(L"%08x", klid).c_str(), t_regAccess::view32)) {
         return false;
     }
     layout = {};
