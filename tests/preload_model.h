@@ -123,11 +123,14 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
              : WriteRandomText(random, root, preload, name.c_str(), random.OneIn(9) ? text + L"0" : text);
     };
     int position = 0;
-    for (auto count = many ? 100 + random.Below(20) : random.Below(6); count > 0; --count) {
-        position += random.OneIn(9) ? 2 : 1;
-        write(random.OneIn(9) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
-                                           L"1234567890", L"4294967297"})
-                              : std::to_wstring(position).c_str());
+    for (auto count = many ? 85 + random.Below(30) : random.Below(6); count > 0; --count) {
+        position += !many && random.OneIn(9) ? 2 : 1;
+        if (many && random.OneIn(9)) {
+            write(L"0" + std::to_wstring(position)); // counts twice
+        }
+        write(!many && random.OneIn(9) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
+                                                    L"1234567890", L"4294967297"})
+                                       : std::to_wstring(position).c_str());
     }
     if (random.OneIn(20)) {
         write(std::wstring(510 + random.Below(3), L'0'));
