@@ -121,9 +121,9 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
         WriteRandomText(random, root, preload, name.c_str(), random.OneIn(9) ? text + L"00" : text);
     };
     int position = 0;
-    for (auto count = random.OneIn(40) ? 95 + random.Below(8) : random.Below(6); count > 0; --count) {
+    for (auto count = hive.empty() && random.OneIn(20) ? 98 + random.Below(5) : random.Below(6); count > 0; --count) {
         position += random.OneIn(9) ? 2 : 1;
-        write(random.OneIn(9) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
+        write(random.OneIn(5) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
                                            L"1234567890", L"4294967297"})
                               : std::to_wstring(position).c_str());
     }
