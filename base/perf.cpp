@@ -40,6 +40,9 @@ public:
 
     ~t_perfTable()
     {
+        if (rows.empty()) {
+            return;
+        }
         LARGE_INTEGER frequency{};
         QueryPerformanceFrequency(&frequency);
         for (const t_row& row : rows) {

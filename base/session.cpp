@@ -89,10 +89,6 @@ bool ReadCurrentSession(t_errorChain& errors, t_session& session)
 {
     constexpr wchar_t kFailed[] = L"无法读取会话用户";
     session = {};
-    // Its number is for people to read: the user is found without it.
-    if (DWORD id = 0; ProcessIdToSessionId(GetCurrentProcessId(), &id)) {
-        session.id = id;
-    }
     t_str name, domain;
     if (!ReadSessionText(WTSUserName, name)) {
         return FailWithSystemError(errors, GetLastError(), kFailed);
@@ -108,6 +104,12 @@ bool ReadCurrentSession(t_errorChain& errors, t_session& session)
     // A bare name means a local account of that name first, so the domain's comes before it.
     return (!domain.empty() && lookUp(FormatStr(L"%s\\%s", domain.c_str(), name.c_str()))) || lookUp(name) ||
            FailWithSystemError(errors, GetLastError(), kFailed);
+}
+
+std::uint32_t CurrentSessionId()
+{
+    DWORD id = 0;
+    return ProcessIdToSessionId(GetCurrentProcessId(), &id) ? id : 0;
 }
 
 bool IsProcessElevated()

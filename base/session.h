@@ -9,16 +9,17 @@
 // runs as.
 struct t_session
 {
-    std::uint32_t id = 0;
     t_str user;    // "DOMAIN\name", or the name alone; empty while nobody is logged on
     t_str userSid; // the user's security identifier as text, which names the hive; empty when it is not known
 };
 
 // Reads the session.
 // On failure appends the system error and "无法读取会话用户", and leaves what could not be had empty. Nobody being
-// logged on is no failure. Behind it: ProcessIdToSessionId, WTSQuerySessionInformationW, LookupAccountNameW,
-// ConvertSidToStringSidW.
+// logged on is no failure. Behind it: WTSQuerySessionInformationW, LookupAccountNameW, ConvertSidToStringSidW.
 bool ReadCurrentSession(t_errorChain& errors, t_session& session);
+
+// The session's number; 0 when it cannot be had. Behind it: ProcessIdToSessionId.
+std::uint32_t CurrentSessionId();
 
 // Whether this process has an administrator's rights: it is elevated or, before Vista, its user is an administrator.
 bool IsProcessElevated();

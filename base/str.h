@@ -29,13 +29,21 @@ public:
     // The same for an argument list that a variadic function received.
     t_str& AppendFormatList(const wchar_t* format, std::va_list arguments);
 
-    // Append one value in its fixed format.
-    t_str& operator<<(wchar_t character) { return AppendFormat(L"%c", character); }
+    // Append one value in its fixed format: "%c", "%d", "%u", "%I64d", "%.3g", "%s" and "0x%p".
+    t_str& operator<<(wchar_t character)
+    {
+        push_back(character);
+        return *this;
+    }
     t_str& operator<<(std::int32_t number) { return AppendFormat(L"%d", number); }
     t_str& operator<<(std::uint32_t number) { return AppendFormat(L"%u", number); }
     t_str& operator<<(std::int64_t number) { return AppendFormat(L"%I64d", number); }
     t_str& operator<<(double number) { return AppendFormat(L"%.3g", number); }
-    t_str& operator<<(const wchar_t* text) { return AppendFormat(L"%s", text); }
+    t_str& operator<<(const wchar_t* text)
+    {
+        append(text != nullptr ? text : L"(null)"); // as "%s" spells it
+        return *this;
+    }
     t_str& operator<<(const std::wstring& text)
     {
         append(text);

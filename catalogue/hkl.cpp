@@ -1,7 +1,5 @@
 #include "catalogue/hkl.h"
 
-#include <cstddef>
-
 namespace {
 
 // The reverse of the usual sense: the order of the map of records hangs on it.
@@ -9,15 +7,6 @@ int CompareGuidReversed(const t_guid& a, const t_guid& b)
 {
     const auto order = a <=> b;
     return order == 0 ? 0 : order < 0 ? 1 : -1;
-}
-
-// The first element from an index on that equals the record; the list's size when there is none.
-std::size_t FindEqual(const t_hklList& list, const t_hkl& record, std::size_t index)
-{
-    while (index < list.size() && !EqualHkl(record, list[index])) {
-        ++index;
-    }
-    return index;
 }
 
 } // namespace
@@ -75,29 +64,5 @@ void MergeHkl(t_hkl& target, const t_hkl& source)
     }
     if (source.klid != 0) {
         target.klid = source.klid;
-    }
-}
-
-bool AddHkl(t_hklList& list, const t_hkl& record)
-{
-    if (IsEmptyHkl(record)) {
-        return false;
-    }
-    const std::size_t equal = FindEqual(list, record, 0);
-    if (equal < list.size()) {
-        MergeHkl(list[equal], record);
-        return false;
-    }
-    list.push_back(record);
-    return true;
-}
-
-void DedupeHklList(t_hklList& list)
-{
-    for (std::size_t i = 0; i + 1 < list.size(); ++i) {
-        for (std::size_t j = i + 1; (j = FindEqual(list, list[i], j)) < list.size();) {
-            MergeHkl(list[i], list[j]);
-            list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
-        }
     }
 }

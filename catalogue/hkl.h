@@ -45,11 +45,3 @@ bool LessHkl(const t_hkl& a, const t_hkl& b);
 // Fills a record from another: the source's GUIDs only fill those that the target lacks, while every number that the
 // source has overwrites the target's.
 void MergeHkl(t_hkl& target, const t_hkl& source);
-
-// Appends a record to the list, or merges it into the first element that equals it. An empty record changes nothing.
-// Returns whether the record was appended.
-bool AddHkl(t_hklList& list, const t_hkl& record);
-
-// Merges every element into the first one before it that equals it, keeping the order. A merge may make the element
-// equal to later ones that it did not equal before; what it was compared with already is not looked at again.
-void DedupeHklList(t_hklList& list);

@@ -3,6 +3,7 @@
 #include "base/ascii_case.h"
 #include "base/locker.h"
 #include "base/reg.h"
+#include "catalogue/hkl_collector.h"
 #include "catalogue/keyboard_layouts.h"
 #include "catalogue/text_service_profiles.h"
 
@@ -50,14 +51,16 @@ bool t_hklManager_InstallWrap::GetLayoutList(t_errorChain& errors, t_hklList& ou
 
 bool t_hklManager_InstallWrap::BuildLayoutList(t_errorChain& errors, t_hklList& list)
 {
-    if (!EnumKeyboardLayouts(errors, imeFiles, list)) {
+    t_hklCollector collector(list);
+    if (!EnumKeyboardLayouts(errors, imeFiles, collector)) {
         return false;
     }
-    if (EnumTextServiceProfiles(errors, imeFiles, list)) {
-        DedupeHklList(list);
+    if (EnumTextServiceProfiles(errors, imeFiles, collector)) {
+        collector.DedupeHklList();
     } else {
         errors.Clear();
     }
+    list = collector.List();
     return true;
 }
 

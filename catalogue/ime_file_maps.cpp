@@ -22,18 +22,6 @@ std::wstring_view CopyName(std::pmr::monotonic_buffer_resource& arena, std::wstr
     return {copy, name.size()};
 }
 
-// The first entry whose record equals the given one, or the map's end. Profiles and plain layouts of one language are
-// not ordered transitively, so that a descent of the tree can miss an equal record. Languages are: the search walks the
-// entries of the record's language, which stand together.
-template <class RecordIndex>
-auto FindEqual(RecordIndex& index, const t_hkl& record)
-{
-    const auto [first, last] = index.equal_range(record.langId);
-    const auto found =
-        std::find_if(first, last, [&record](const auto& entry) { return EqualHkl(entry.first, record); });
-    return found == last ? index.end() : found;
-}
-
 } // namespace
 
 std::size_t t_imeFileMaps::t_nameHash::operator()(std::wstring_view name) const
@@ -44,6 +32,23 @@ std::size_t t_imeFileMaps::t_nameHash::operator()(std::wstring_view name) const
 bool t_imeFileMaps::t_nameEqual::operator()(std::wstring_view a, std::wstring_view b) const
 {
     return EqualIgnoringCase(a, b);
+}
+
+// Profiles and plain layouts of one language are not ordered transitively, so that a descent of the tree can miss an
+// equal record. Languages are: where more than one record is equal, the search walks the entries of the language, which
+// stand together.
+template <class Maps>
+auto t_imeFileMaps::FindEqual(Maps& maps, const t_hkl& record) -> decltype(maps.recordIndex.end())
+{
+    const std::size_t number = maps.searchIndex.Find(record, 0);
+    if (number == t_recordIndex::kNone) {
+        return maps.recordIndex.end();
+    }
+    if (maps.searchIndex.Find(record, number + 1) == t_recordIndex::kNone) {
+        return maps.recordEntries[number];
+    }
+    const auto [first, last] = maps.recordIndex.equal_range(record.langId);
+    return std::find_if(first, last, [&record](const auto& entry) { return EqualHkl(entry.first, record); });
 }
 
 t_imeFileMaps::t_imeFileMaps()
@@ -65,10 +70,11 @@ void t_imeFileMaps::RegisterImeFile(std::wstring_view name, const t_hkl& record)
     }
 
     const std::wstring_view copy = CopyName(recordNames, name);
-    if (const auto equal = FindEqual(recordIndex, record); equal != recordIndex.end()) {
-        equal->second = copy;
+    if (const auto known = FindEqual(*this, record); known != recordIndex.end()) {
+        known->second = copy;
     } else {
-        recordIndex.emplace(record, copy);
+        searchIndex.Enter(record, recordEntries.size());
+        recordEntries.push_back(recordIndex.emplace(record, copy).first);
     }
 }
 
@@ -80,6 +86,6 @@ const t_hkl* t_imeFileMaps::FindByName(std::wstring_view name) const
 
 const std::wstring_view* t_imeFileMaps::FindByRecord(const t_hkl& record) const
 {
-    const auto found = FindEqual(recordIndex, record);
+    const auto found = FindEqual(*this, record);
     return found == recordIndex.end() ? nullptr : &found->second;
 }

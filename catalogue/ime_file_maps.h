@@ -4,8 +4,10 @@
 #include <memory_resource>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "catalogue/hkl.h"
+#include "catalogue/record_index.h"
 
 // Which IME file belongs to which record, looked up from either side. Names are copied into arenas that grow by blocks
 // and live as long as the maps; nothing is ever removed. File names compare without letter case.
@@ -44,8 +46,16 @@ private:
         bool operator()(std::uint16_t langId, const t_hkl& b) const { return langId < b.langId; }
     };
 
+    using t_recordMap = std::map<t_hkl, std::wstring_view, t_recordLess>;
+
+    // The first entry of recordIndex whose record equals the given one, or the map's end.
+    template <class Maps>
+    static auto FindEqual(Maps& maps, const t_hkl& record) -> decltype(maps.recordIndex.end());
+
     std::pmr::monotonic_buffer_resource indexNames;
     std::unordered_map<std::wstring_view, t_hkl, t_nameHash, t_nameEqual> imeFileIndex;
     std::pmr::monotonic_buffer_resource recordNames;
-    std::map<t_hkl, std::wstring_view, t_recordLess> recordIndex;
+    t_recordMap recordIndex;
+    std::vector<t_recordMap::iterator> recordEntries; // in the order of registration
+    t_recordIndex searchIndex;                        // finds their numbers
 };

@@ -23,7 +23,7 @@ bool WriteImeLayoutKey(t_errorChain& errors, const t_reg& layouts, std::uint32_t
 
 } // namespace
 
-bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& list)
+bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklCollector& list)
 {
     t_reg layouts(HKEY_LOCAL_MACHINE);
     DWORD count = 0;
@@ -35,7 +35,7 @@ bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& l
         t_hkl record;
         record.klid = ParseHexPrefix(name);
         record.langId = static_cast<std::uint16_t>(record.klid);
-        AddHkl(list, record);
+        list.AddHkl(record);
         if (!IsImeKlid(record.klid)) {
             continue;
         }
@@ -48,7 +48,7 @@ bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& l
             errors.Clear();
         }
     }
-    DedupeHklList(list);
+    list.DedupeHklList();
     return true;
 }
 

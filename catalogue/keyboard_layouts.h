@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/str.h"
+#include "catalogue/hkl_collector.h"
 #include "catalogue/ime_file_maps.h"
 #include "diag/error_chain.h"
 
@@ -13,7 +14,7 @@ inline constexpr wchar_t kListFailed[] = L"获取安装输入法列表失败";
 // Adds a record for every layout key to the list, and enters the IME layouts with their files in the maps. A key whose
 // name is not hexadecimal adds nothing. An IME layout without a readable "Ime File" clears the chain.
 // Fails with kListFailed when the layouts cannot be opened or counted.
-bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& list);
+bool EnumKeyboardLayouts(t_errorChain& errors, t_imeFileMaps& maps, t_hklCollector& list);
 
 // Reads the file name of an IME layout from its key.
 //   name  receives the name; empty on failure

@@ -23,7 +23,7 @@ bool OpenAndCount(t_errorChain& errors, t_reg& key, const wchar_t* subKey, DWORD
 class t_profileWalk
 {
 public:
-    t_profileWalk(t_errorChain& errorsToUse, t_imeFileMaps& mapsToFill, t_hklList& listToFill)
+    t_profileWalk(t_errorChain& errorsToUse, t_imeFileMaps& mapsToFill, t_hklCollector& listToFill)
         : errors(errorsToUse), maps(mapsToFill), list(listToFill)
     {
     }
@@ -95,7 +95,7 @@ private:
         if (profile.ReadString(unreported, substitute, MAX_PATH, L"SubstituteLayout")) {
             SetHklFromHandle(record, ParseHexPrefix(substitute));
         }
-        AddHkl(list, record);
+        list.AddHkl(record);
         if (!server.empty()) {
             maps.RegisterImeFile(FileNamePart(server), record);
         }
@@ -103,19 +103,19 @@ private:
 
     t_errorChain& errors;
     t_imeFileMaps& maps;
-    t_hklList& list;
+    t_hklCollector& list;
     t_hkl record;
     t_str server; // of the service; empty when it has none
 };
 
 } // namespace
 
-bool EnumTextServiceProfiles(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& list)
+bool EnumTextServiceProfiles(t_errorChain& errors, t_imeFileMaps& maps, t_hklCollector& list)
 {
     if (!t_profileWalk(errors, maps, list).WalkServices()) {
         return false;
     }
-    DedupeHklList(list);
+    list.DedupeHklList();
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/str.h"
+#include "catalogue/hkl_collector.h"
 #include "catalogue/ime_file_maps.h"
 #include "diag/error_chain.h"
 
@@ -10,7 +11,7 @@
 // Every service without readable languages clears the chain; every profile with fewer than two values leaves "not a
 // valid tsf" in it. Fails with kListFailed when the services cannot be opened or counted.
 // Behind it: "SoftWare\Microsoft\CTF\TIP" of the machine, in the 32-bit view.
-bool EnumTextServiceProfiles(t_errorChain& errors, t_imeFileMaps& maps, t_hklList& list);
+bool EnumTextServiceProfiles(t_errorChain& errors, t_imeFileMaps& maps, t_hklCollector& list);
 
 // Reads where the COM server of a class lies: as a library, else as a program; of each the 32-bit registration, else
 // the native one.

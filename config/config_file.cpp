@@ -18,6 +18,8 @@ namespace {
 // Code page 936 has no byte-order mark: converted with the text, it is stored as this.
 constexpr char kConvertedMark = '?';
 
+constexpr std::wstring_view kUtf16Mark = L"\uFEFF";
+
 bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
 {
     if (cipher != nullptr) {
@@ -65,7 +67,7 @@ bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size
         loss = t_loss::undecoded;
         return errors.Fail(L"无法解析ini文件");
     }
-    text.Parse(decoded);
+    text.Parse(std::move(decoded));
     return true;
 }
 
@@ -78,9 +80,17 @@ bool t_configFile::Save(t_errorChain& errors, const wchar_t* path)
             return errors.Fail(L"保存ini文件失败:%s", path);
         }
         WriteItems();
-        std::string bytes;
-        if (!Encode(errors, bytes) ||
-            !ReplaceStoredFile(errors, path, bytes,
+        // Units of UTF-16 are stored as they lie in memory.
+        const std::wstring rendered = text.Render(cipher == nullptr ? kUtf16Mark : std::wstring_view());
+        std::string_view bytes(reinterpret_cast<const char*>(rendered.data()), rendered.size() * sizeof(wchar_t));
+        std::string enciphered;
+        if (cipher != nullptr) {
+            if (!Encipher(errors, rendered, enciphered)) {
+                return false;
+            }
+            bytes = enciphered;
+        }
+        if (!ReplaceStoredFile(errors, path, bytes,
                                loss != losses.end() ? t_oldContent::setAside : t_oldContent::replaced)) {
             return false;
         }
@@ -93,13 +103,8 @@ bool t_configFile::Save(t_errorChain& errors, const wchar_t* path)
     }
 }
 
-bool t_configFile::Encode(t_errorChain& errors, std::string& bytes)
+bool t_configFile::Encipher(t_errorChain& errors, std::wstring_view rendered, std::string& bytes)
 {
-    const std::wstring rendered = text.Render();
-    if (cipher == nullptr) {
-        bytes = EncodeUtf16(rendered);
-        return true;
-    }
     if (!EncodeCodePage936(rendered, bytes)) {
         return errors.Fail(L"保存ini文件失败:转换失败");
     }

@@ -61,7 +61,7 @@ private:
     };
 
     bool ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes, t_loss& loss);
-    bool Encode(t_errorChain& errors, std::string& bytes);
+    bool Encipher(t_errorChain& errors, std::wstring_view rendered, std::string& bytes);
 
     t_cipher* cipher;
     t_configText text;

@@ -1,6 +1,7 @@
 #include "config/config_text.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace n_config {
 
@@ -8,8 +9,15 @@ struct t_configText::t_section : t_entry
 {
     explicit t_section(std::pmr::memory_resource* arena) : keys(arena) {}
 
+    // A key that the section has already keeps its first entry in the table.
+    void EnterKey(t_entry& entry) { keys.try_emplace(t_hashedName(entry.Name()), &entry); }
+
+    // The entry of a key, or null.
+    t_entry* FindKey(std::wstring_view key);
+
     t_entryList order;
     t_nameTable keys;
+    bool entered = false; // whether the keys are in the table
 };
 
 namespace {
@@ -62,38 +70,42 @@ void AppendEntry(std::wstring& out, const t_entry& entry)
     out += kLineEnd;
 }
 
-// The memory that an entry's text takes in the layout that t_entry states.
-std::size_t StoredBytes(std::wstring_view name, std::wstring_view value)
+constexpr bool IsWhiteSpace(wchar_t unit)
 {
-    return ((name.empty() ? 0 : name.size() + 1) + value.size() + 1) * sizeof(wchar_t);
-}
-
-void StoreText(t_entry& entry, void* memory, std::wstring_view name, std::wstring_view value)
-{
-    wchar_t* const text = static_cast<wchar_t*>(memory);
-    wchar_t* end = std::copy(name.begin(), name.end(), text);
-    if (!name.empty()) {
-        *end++ = L'\0';
-    }
-    end = std::copy(value.begin(), value.end(), end);
-    *end = L'\0';
-    entry.text = text;
-    entry.nameLength = static_cast<std::uint32_t>(name.size());
-    entry.valueLength = static_cast<std::uint32_t>(value.size());
+    return unit == L' ' || unit == L'\t' || unit == L'\r';
 }
 
 } // namespace
 
 std::wstring_view TrimWhiteSpace(std::wstring_view text)
 {
-    constexpr wchar_t kWhiteSpace[] = L" \t\r";
-    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-    return text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
+    while (!text.empty() && IsWhiteSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && IsWhiteSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
-void t_configText::Parse(std::wstring_view text)
+t_entry* t_configText::t_section::FindKey(std::wstring_view key)
+{
+    if (!entered) {
+        for (t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
+            if (!entry->IsComment()) {
+                EnterKey(*entry);
+            }
+        }
+        entered = true;
+    }
+    return FindEntry(keys, key);
+}
+
+void t_configText::Parse(std::wstring parsed)
 {
     Clear();
+    source = std::move(parsed);
+    std::wstring_view text = source;
     t_section* current = nullptr;
     while (!text.empty()) {
         const std::size_t feed = text.find(L'\n');
@@ -109,19 +121,22 @@ void t_configText::Parse(std::wstring_view text)
             Append<t_entry>(current != nullptr ? current->order : order, {}, line);
         } else if (line.front() == L'[') {
             if (const std::wstring_view name = HeaderName(line); !name.empty()) {
-                current = &OpenSection(name);
+                t_section* const known = FindSection(name);
+                current = known != nullptr ? known : &AppendSection(name);
             }
         } else if (const std::size_t equals = line.find(L'='); current != nullptr && equals != line.npos) {
             if (const std::wstring_view key = TrimWhiteSpace(line.substr(0, equals)); !key.empty()) {
-                AppendKey(*current, key, TrimWhiteSpace(line.substr(equals + 1)));
+                Append<t_entry>(current->order, key, TrimWhiteSpace(line.substr(equals + 1)));
             }
         }
     }
 }
 
-std::wstring t_configText::Render() const
+std::wstring t_configText::Render(std::wstring_view mark) const
 {
-    std::wstring out;
+    std::wstring out(mark);
+    // What is not foreseen here, such as line ends in values, lets the text grow by doubling.
+    out.reserve(mark.size() + source.size() + source.size() / 64);
     for (const t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
         if (entry->IsComment()) {
             AppendEntry(out, *entry);
@@ -146,22 +161,26 @@ void t_configText::Clear()
     order = {};
     sections.clear(); // while its nodes are there: the next line takes them away
     arena.release();
+    std::wstring().swap(source);
 }
 
 std::optional<std::wstring_view> t_configText::FindValue(std::wstring_view section, std::wstring_view key) const
 {
-    const t_section* const found = FindSection(section);
-    const t_entry* const entry = found != nullptr ? FindEntry(found->keys, key) : nullptr;
+    t_section* const found = FindSection(section);
+    const t_entry* const entry = found != nullptr ? found->FindKey(key) : nullptr;
     return entry != nullptr ? std::optional(entry->Value()) : std::nullopt;
 }
 
 void t_configText::SetValue(std::wstring_view section, std::wstring_view key, std::wstring_view value)
 {
-    t_section& opened = OpenSection(section);
-    if (t_entry* const entry = FindEntry(opened.keys, key)) {
-        StoreText(*entry, arena.allocate(StoredBytes(key, value), alignof(wchar_t)), entry->Name(), value);
+    t_section* const known = FindSection(section);
+    t_section& opened = known != nullptr ? *known : AppendSection(Store(section));
+    if (t_entry* const entry = opened.FindKey(key)) {
+        entry->value = Store(value).data();
+        entry->valueLength = static_cast<std::uint32_t>(value.size());
     } else {
-        AppendKey(opened, key, value);
+        const std::wstring_view name = Store(key);
+        opened.EnterKey(Append<t_entry>(opened.order, name, Store(value)));
     }
 }
 
@@ -176,18 +195,27 @@ itl::ImmSimpleArray<std::wstring_view> t_configText::SectionNames() const
     return names;
 }
 
-// Carves an entry with its text from the arena and puts it at the end of a list. It is never destroyed: what it owns
-// lies in the arena too.
+// Carves an entry from the arena and puts it at the end of a list. It is never destroyed: what it owns lies in the
+// arena too. The texts must live as long.
 template <class Entry, class... Args>
 Entry& t_configText::Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments)
 {
-    static_assert(sizeof(Entry) % alignof(wchar_t) == 0);
-    void* const block = arena.allocate(sizeof(Entry) + StoredBytes(name, value), alignof(Entry));
-    Entry& entry = *new (block) Entry{arguments...};
-    StoreText(entry, static_cast<char*>(block) + sizeof(Entry), name, value);
+    Entry& entry = *new (arena.allocate(sizeof(Entry), alignof(Entry))) Entry{arguments...};
+    entry.name = name.data();
+    entry.value = value.data();
+    entry.nameLength = static_cast<std::uint32_t>(name.size());
+    entry.valueLength = static_cast<std::uint32_t>(value.size());
     (list.last != nullptr ? list.last->next : list.first) = &entry;
     list.last = &entry;
     return entry;
+}
+
+// A copy of a text in the arena.
+std::wstring_view t_configText::Store(std::wstring_view text)
+{
+    wchar_t* const copy = static_cast<wchar_t*>(arena.allocate(text.size() * sizeof(wchar_t), alignof(wchar_t)));
+    text.copy(copy, text.size());
+    return {copy, text.size()};
 }
 
 t_configText::t_section* t_configText::FindSection(std::wstring_view name) const
@@ -195,22 +223,11 @@ t_configText::t_section* t_configText::FindSection(std::wstring_view name) const
     return static_cast<t_section*>(FindEntry(sections, name));
 }
 
-// The section of that name, appended when it is missing.
-t_configText::t_section& t_configText::OpenSection(std::wstring_view name)
+t_configText::t_section& t_configText::AppendSection(std::wstring_view name)
 {
-    if (t_section* const found = FindSection(name)) {
-        return *found;
-    }
     t_section& section = Append<t_section>(order, name, {}, &arena);
     sections.try_emplace(t_hashedName(section.Name()), &section);
     return section;
-}
-
-// A key that the section has already keeps its first entry in the table.
-void t_configText::AppendKey(t_section& section, std::wstring_view key, std::wstring_view value)
-{
-    t_entry& entry = Append<t_entry>(section.order, key, value);
-    section.keys.try_emplace(t_hashedName(entry.Name()), &entry);
 }
 
 } // namespace n_config

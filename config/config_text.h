@@ -14,7 +14,11 @@ namespace n_config {
 std::wstring_view TrimWhiteSpace(std::wstring_view text);
 
 // The content of one configuration file: comment lines and sections in order, each section with its comment lines and
-// keys in order. Names are found without letter case. The texts and records live in one arena.
+// keys in order. Names are found without letter case. The records live in one arena, beside the text that they point
+// into.
+//
+// The keys of a section are entered in its table when one of them is first looked for: a file is read to find a few of
+// them. So no two threads may look for keys at once.
 //
 // A key that stands in a section more than once has the value of its first line, as the system's own profile functions
 // read it; the other lines are kept and written back with their own values.
@@ -29,11 +33,12 @@ public:
 
     // Replaces the content by that of a text. Lines end with LF or CR LF; what is no comment, header or key line is
     // left out.
-    void Parse(std::wstring_view text);
+    void Parse(std::wstring text);
 
     // Returns the text to be stored, every line ended by CR LF. A key that begins with ";" or "[" gets a space before
     // it: only an indented line can be such a key when it is read again.
-    std::wstring Render() const;
+    //   mark  what the text shall begin with
+    std::wstring Render(std::wstring_view mark = {}) const;
 
     // Drops everything.
     void Clear();
@@ -55,10 +60,11 @@ private:
 
     template <class Entry, class... Args>
     Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments);
+    std::wstring_view Store(std::wstring_view text);
     t_section* FindSection(std::wstring_view name) const;
-    t_section& OpenSection(std::wstring_view name);
-    void AppendKey(t_section& section, std::wstring_view key, std::wstring_view value);
+    t_section& AppendSection(std::wstring_view name);
 
+    std::wstring source; // as it was parsed
     std::pmr::monotonic_buffer_resource arena;
     t_entryList order;
     t_nameTable sections{&arena};

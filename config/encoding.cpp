@@ -1,8 +1,7 @@
 #include "config/encoding.h"
 
+#include <bit>
 #include <cstdint>
-
-#include "base/byte_stream.h"
 
 namespace n_config {
 
@@ -19,19 +18,22 @@ std::uint32_t Byte(char byte)
 
 bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::wstring& text)
 {
-    text.clear();
-    text.reserve(bytes.size() / 2);
-    t_byteReader reader(std::as_bytes(std::span(bytes)));
-    for (std::uint16_t unit = 0; reader.Read(unit);) {
-        text += static_cast<wchar_t>(bigEndian ? static_cast<std::uint16_t>(unit << 8 | unit >> 8) : unit);
+    if (!bigEndian && sizeof(wchar_t) == 2 && std::endian::native == std::endian::little) {
+        text.assign(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2); // behind a mark of two bytes
+        return bytes.size() % 2 == 0;
     }
-    return reader.Left() == 0;
+    text.resize(bytes.size() / 2);
+    const std::size_t low = bigEndian ? 1 : 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        text[i] = static_cast<wchar_t>(Byte(bytes[2 * i + low]) | Byte(bytes[2 * i + 1 - low]) << 8);
+    }
+    return bytes.size() % 2 == 0;
 }
 
 bool DecodeUtf8(std::string_view bytes, std::wstring& text)
 {
-    text.clear();
-    text.reserve(bytes.size());
+    text.resize(bytes.size());
+    wchar_t* out = text.data();
     for (std::size_t i = 0; i < bytes.size();) {
         const std::uint32_t lead = Byte(bytes[i++]);
         const int following = lead < 0x80   ? 0
@@ -56,11 +58,12 @@ bool DecodeUtf8(std::string_view bytes, std::wstring& text)
             return false;
         }
         if (point >= 0x10000) {
-            text += static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
+            *out++ = static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
             point = 0xDC00 + (point & 0x3FF);
         }
-        text += static_cast<wchar_t>(point);
+        *out++ = static_cast<wchar_t>(point);
     }
+    text.resize(static_cast<std::size_t>(out - text.data()));
     return true;
 }
 
@@ -84,14 +87,6 @@ t_decoded DecodeText(std::string_view bytes, std::wstring& text)
         valid = true;
     }
     return valid ? t_decoded::text : t_decoded::notText;
-}
-
-std::string EncodeUtf16(std::wstring_view text)
-{
-    std::string bytes(kUtf16Mark);
-    bytes.resize(bytes.size() + 2 * text.size());
-    t_byteWriter(std::as_writable_bytes(std::span(bytes)).subspan(kUtf16Mark.size())).WriteUnits(text);
-    return bytes;
 }
 
 } // namespace n_config

@@ -20,7 +20,4 @@ enum class t_decoded
 //   text  receives the text without its mark; of no meaning with the other results
 [[nodiscard]] t_decoded DecodeText(std::string_view bytes, std::wstring& text);
 
-// Returns the UTF-16 little-endian bytes of a text behind the mark FF FE.
-std::string EncodeUtf16(std::wstring_view text);
-
 } // namespace n_config

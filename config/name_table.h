@@ -9,17 +9,18 @@
 // arena of their file and are released with it. Lengths are in characters.
 namespace n_config {
 
-// One entry of an order list: a comment line, a key with its value, or a section.
+// One entry of an order list: a comment line, a key with its value, or a section. The texts are not terminated.
 struct t_entry
 {
     t_entry* next = nullptr;
-    const wchar_t* text = nullptr; // a comment; or a name, a terminator and a value; always terminated
-    std::uint32_t nameLength = 0;  // 0 for a comment
-    std::uint32_t valueLength = 0; // of the value, or of the comment
+    const wchar_t* name = nullptr;
+    const wchar_t* value = nullptr; // or the comment
+    std::uint32_t nameLength = 0;   // 0 for a comment
+    std::uint32_t valueLength = 0;
 
     bool IsComment() const { return nameLength == 0; }
-    std::wstring_view Name() const { return {text, nameLength}; }
-    std::wstring_view Value() const { return {IsComment() ? text : text + nameLength + 1, valueLength}; }
+    std::wstring_view Name() const { return {name, nameLength}; }
+    std::wstring_view Value() const { return {value, valueLength}; }
 };
 
 // Entries in the order of the file.

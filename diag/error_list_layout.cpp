@@ -56,15 +56,28 @@ t_errorListResult t_errorListLayout::Contains(std::wstring_view text, bool& foun
     if (!ReadHeader(bounds)) {
         return t_errorListResult::damaged;
     }
+    // Each unit is read once, where it lies: another process may write it meanwhile.
+    const auto* at = reinterpret_cast<const volatile std::uint16_t*>(area.data() + bounds.begin);
+    const auto* const end = at + (bounds.end - bounds.begin) / kUnitBytes;
     bool seen = false;
-    std::uint16_t flag = 0;
-    std::wstring stored;
-    for (t_byteReader unread = Unread(bounds); !seen && unread.Read(flag);) {
-        if (!unread.ReadText(stored)) {
+    while (!seen && at != end) {
+        // A clear flag reads as an empty string before the text, a set one as the first character of it.
+        const std::uint16_t flag = *at++;
+        bool same = flag == 0 || (!text.empty() && text.front() == flag);
+        const std::wstring_view expected = text.substr(same && flag != 0 ? 1 : 0);
+        std::size_t length = 0;
+        std::uint16_t unit = 1;
+        while (same && at != end && (unit = *at++) != 0) {
+            same = length < expected.size() && expected[length] == unit;
+            ++length;
+        }
+        while (unit != 0 && at != end) {
+            unit = *at++;
+        }
+        if (unit != 0) {
             return t_errorListResult::damaged;
         }
-        // A clear flag reads as an empty string before the text, a set one as the first character of it.
-        seen = flag == 0 ? text.empty() || stored == text : static_cast<wchar_t>(flag) + stored == text;
+        seen = (same && length == expected.size()) || (flag == 0 && text.empty());
     }
     found = seen;
     return t_errorListResult::done;

@@ -50,12 +50,18 @@ bool ReadLongPath(const t_path& plainPath, t_path& longPath)
     return length != 0;
 }
 
+// Tells the path of an open file; null where the system cannot, before Vista.
+using t_finalPathCall = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
+
+t_finalPathCall FindFinalPathCall()
+{
+    return FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
+}
+
 // Finds the plain path that an open file or folder really has; the path it was opened by serves where the system cannot
 // tell. Sets the last error on failure.
-bool ReadRealPath(HANDLE opened, const t_path& plainPath, t_path& realPath)
+bool ReadRealPath(t_finalPathCall finalPathCall, HANDLE opened, const t_path& plainPath, t_path& realPath)
 {
-    using t_finalPathCall = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
-    const auto finalPathCall = FindSystemFunction<t_finalPathCall>(L"kernel32.dll", "GetFinalPathNameByHandleW");
     if (finalPathCall == nullptr) {
         if (!ReadLongPath(plainPath, realPath)) {
             return false;
@@ -99,25 +105,22 @@ bool AreSame(HANDLE a, HANDLE b)
            first.nFileIndexLow == second.nFileIndexLow;
 }
 
-// Whether a folder's real path is that of the system directory.
-bool IsSystemDirectory(const t_path& realPath)
+// Whether an open folder is the system directory.
+//   realPath  the folder's
+bool IsSystemDirectory(t_finalPathCall finalPathCall, HANDLE folder, const t_path& realPath)
 {
     t_path plainSystemPath;
     ReadSystemDirectory(plainSystemPath);
     const t_openFile systemDirectory = OpenToIdentify(plainSystemPath);
     t_path systemPath;
     // Identity alone would not do: the serial number and the file numbers of a foreign disk or server can be forged.
-    if (!systemDirectory || !ReadRealPath(systemDirectory.Handle(), plainSystemPath, systemPath) ||
-        !EqualIgnoringCase(realPath, systemPath)) {
-        return false;
-    }
-    const t_openFile folder = OpenToIdentify(realPath);
-    return folder && AreSame(folder.Handle(), systemDirectory.Handle());
+    return systemDirectory && ReadRealPath(finalPathCall, systemDirectory.Handle(), plainSystemPath, systemPath) &&
+           EqualIgnoringCase(realPath, systemPath) && AreSame(folder, systemDirectory.Handle());
 }
 
 // Finds the path of an open file in the system directory; false when it was not opened by a name of that directory, or
 // over a link in it.
-bool ReadSystemPath(HANDLE opened, const t_path& plainPath, t_path& systemPath)
+bool ReadSystemPath(t_finalPathCall finalPathCall, HANDLE opened, const t_path& plainPath, t_path& systemPath)
 {
     t_path name;
     if (!ReadLongPath(plainPath, name)) {
@@ -126,7 +129,8 @@ bool ReadSystemPath(HANDLE opened, const t_path& plainPath, t_path& systemPath)
     t_path folderPath = name;
     folderPath.CutLastComponent();
     const t_openFile folder = OpenToIdentify(folderPath);
-    if (!folder || !ReadRealPath(folder.Handle(), folderPath, systemPath) || !IsSystemDirectory(systemPath)) {
+    if (!folder || !ReadRealPath(finalPathCall, folder.Handle(), folderPath, systemPath) ||
+        !IsSystemDirectory(finalPathCall, folder.Handle(), systemPath)) {
         return false;
     }
     systemPath << L"\\";
@@ -158,7 +162,12 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
     }
     // The files of the system directory are hard links: they have another name in the component store, which the system
     // may give for the real path. Only for other files is it asked.
-    if (!ReadSystemPath(file.Handle(), plainPath, realPath) && !ReadRealPath(file.Handle(), plainPath, realPath)) {
+    const t_finalPathCall finalPathCall = FindFinalPathCall();
+    openedInSystemDirectory = ReadSystemPath(finalPathCall, file.Handle(), plainPath, realPath);
+    if (openedInSystemDirectory) {
+        return true;
+    }
+    if (!ReadRealPath(finalPathCall, file.Handle(), plainPath, realPath)) {
         return FailWithSystemError(errors, GetLastError(), L"模块校验失败:无法确定 %s 的真实路径", path);
     }
     // The program is started by this path, so it must lead here. It may not: without "\\?\" a name that ends with a dot
@@ -172,7 +181,11 @@ bool t_heldFile::Open(t_errorChain& errors, const wchar_t* path)
 
 bool t_heldFile::IsInSystemDirectory() const
 {
-    t_path folder = realPath;
-    folder.CutLastComponent();
-    return IsSystemDirectory(folder);
+    if (openedInSystemDirectory) {
+        return true;
+    }
+    t_path folderPath = realPath;
+    folderPath.CutLastComponent();
+    const t_openFile folder = OpenToIdentify(folderPath);
+    return folder && IsSystemDirectory(FindFinalPathCall(), folder.Handle(), folderPath);
 }

@@ -30,4 +30,5 @@ public:
 private:
     t_openFile file;
     t_path realPath;
+    bool openedInSystemDirectory = false;
 };

@@ -1,6 +1,6 @@
 ; The setup of the input method, in UTF-8. packaging/make-setup builds it and hands over:
 ;   PRODUCT_FILE  version and names of the build, written by CMake
-;   FILES         folder with TarvoLayout.exe, TarvoPY.ime and TarvoTSF.ime, signed where that is wanted
+;   FILES         folder with TarvoLayout.exe, TarvoReport.exe, TarvoPY.ime and TarvoTSF.ime, signed where that is wanted
 ;   ARTWORK       folder with tarvo.ico and welcome.bmp
 ;   OUTPUT        the setup to write
 ;   SIGN_COMMAND  signs the file that it is given; undefined when nothing is to be signed
@@ -154,6 +154,7 @@ Function .onInstFailed
   ${EndIf}
   SetOutPath $TEMP ; the current folder cannot be removed
   Delete "$INSTDIR\TarvoLayout.exe.new"
+  Delete "$INSTDIR\TarvoReport.exe.new"
   Delete "$INSTDIR\Uninstall.exe.new"
   Delete "$SYSDIR\TarvoPY.ime.new"
   Delete "$SYSDIR\TarvoTSF.ime.new"
@@ -172,11 +173,13 @@ Section
   SetOverwrite try
   ClearErrors
   File "/oname=$INSTDIR\TarvoLayout.exe.new" "${FILES}\TarvoLayout.exe"
+  File "/oname=$INSTDIR\TarvoReport.exe.new" "${FILES}\TarvoReport.exe"
   File "/oname=$SYSDIR\TarvoPY.ime.new" "${FILES}\TarvoPY.ime"
   File "/oname=$SYSDIR\TarvoTSF.ime.new" "${FILES}\TarvoTSF.ime"
   WriteUninstaller "$INSTDIR\Uninstall.exe.new"
   !insertmacro FailOnErrors ${EXIT_FILES_FAILED} "$(FilesFailed)"
   !insertmacro PutInPlace "$INSTDIR\TarvoLayout.exe"
+  !insertmacro PutInPlace "$INSTDIR\TarvoReport.exe"
   !insertmacro PutInPlace "$INSTDIR\Uninstall.exe"
   !insertmacro PutInPlace "$SYSDIR\TarvoPY.ime"
   !insertmacro PutInPlace "$SYSDIR\TarvoTSF.ime"
@@ -234,6 +237,7 @@ Section Uninstall
   !insertmacro RemoveFile "$SYSDIR\TarvoTSF.ime"
   !insertmacro RemoveFile "$SYSDIR\TarvoPY.ime"
   !insertmacro RemoveFile "$INSTDIR\TarvoLayout.exe"
+  !insertmacro RemoveFile "$INSTDIR\TarvoReport.exe"
   Delete "$INSTDIR\Uninstall.exe"
   RMDir "$INSTDIR"
   DeleteRegKey HKLM "${ENTRY_KEY}"

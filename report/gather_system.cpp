@@ -74,7 +74,7 @@ t_system GatherSystem(const t_runtime& runtime)
     if (!ReadCurrentSession(errors, session)) {
         system.unseen.push_back(DescribeErrors(errors));
     }
-    system.session = session.id;
+    system.session = CurrentSessionId();
     system.user = session.user;
 
     errors.Clear();

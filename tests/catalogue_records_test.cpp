@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <optional>
+
 #include "base/elf_hash.h"
+#include "catalogue/hkl_collector.h"
+#include "catalogue/ime_file_maps.h"
 #include "tests/catalogue_model.h"
 #include "tests/random_runs.h"
 
@@ -58,39 +63,73 @@ TEST(HklList, RandomRecordsGiveTheListOfTheModel)
 {
     ForRandomSeeds(4000, [](t_random& random) {
         t_recordSource source(random, 1 + random.Below(5));
-        t_hklList list;
+        std::optional<t_hklCollector> list(std::in_place, t_hklList());
         n_model::t_records expected;
+        const bool mixed = random.OneIn(2);
         for (auto count = random.Below(random.OneIn(50) ? 300 : 20); count > 0; --count) {
             const t_hkl record = source.Next();
-            ASSERT_EQ(n_model::Add(expected, record), AddHkl(list, record));
-            ASSERT_EQ(expected.size(), list.size());
-            for (const t_hkl& element : list) {
+            ASSERT_EQ(n_model::Add(expected, record), list->AddHkl(record));
+            ASSERT_EQ(expected.size(), list->List().size());
+            for (const t_hkl& element : expected) {
                 ASSERT_EQ(n_model::Compare(element, record), CompareHkl(element, record));
                 ASSERT_EQ(n_model::Compare(record, element) < 0, LessHkl(record, element));
             }
             if (random.OneIn(10)) {
-                DedupeHklList(list);
+                list->DedupeHklList();
                 n_model::Dedupe(expected);
             }
-            if (random.OneIn(4)) { // as a list that was not built by adding
-                list.push_back(record);
+            if (mixed && random.OneIn(4)) { // as a list that was not built by adding
                 expected.push_back(record);
+                list.emplace(expected);
             }
         }
-        DedupeHklList(list);
+        list->DedupeHklList();
         n_model::Dedupe(expected);
-        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list));
+        ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list->List()));
     });
 }
 
-TEST(ElfHash, RandomNamesHashAsInTheModel)
+// Profiles and plain layouts of one language are not ordered transitively; an equal record must be found all the same.
+TEST(ImeFileMaps, RandomFilesAreFoundAsInTheModel)
 {
-    ForRandomSeeds(1000, [](t_random& random) {
-        std::wstring name;
-        for (auto count = random.Below(20); count > 0; --count) {
-            name += static_cast<wchar_t>(random.OneIn(5) ? random.Below(0x10000) : '@' + random.Below(60));
+    ForRandomSeeds(2000, [](t_random& random) {
+        t_recordSource source(random, 1 + random.Below(5));
+        const auto name = [&random] {
+            std::wstring text = random.Of({L"TarvoPY.ime", L"tARVOpy.IME", L"[", L"{", L"@", L"`"});
+            return random.OneIn(2) ? text : text + std::to_wstring(random.Below(60));
+        };
+        t_imeFileMaps maps;
+        std::map<std::wstring, t_hkl> byName;
+        const auto less = [](const t_hkl& a, const t_hkl& b) { return n_model::Compare(a, b) < 0; };
+        std::map<t_hkl, std::wstring, decltype(less)> byRecord(less);
+        const auto findByRecord = [&byRecord](const t_hkl& record) {
+            return std::find_if(byRecord.begin(), byRecord.end(),
+                                [&record](const auto& entry) { return n_model::Compare(entry.first, record) == 0; });
+        };
+        for (auto count = random.Below(random.OneIn(20) ? 300 : 20); count > 0; --count) {
+            const std::wstring file = name(), wanted = name();
+            const t_hkl record = source.Next(), other = source.Next();
+            ASSERT_EQ(n_model::ElfHash(file), ElfHash(file));
+            ASSERT_EQ(n_model::ElfHash(n_model::Fold(file)), ElfHashIgnoringCase(file));
+            maps.RegisterImeFile(file, record);
+            if (const auto [known, isNew] = byName.try_emplace(n_model::Fold(file), record); !isNew) {
+                n_model::Merge(known->second, record);
+            }
+            if (const auto equal = findByRecord(record); equal != byRecord.end()) {
+                equal->second = file;
+            } else {
+                byRecord.emplace(record, file);
+            }
+            const t_hkl* const byFile = maps.FindByName(wanted);
+            const auto expected = byName.find(n_model::Fold(wanted));
+            ASSERT_EQ(expected != byName.end(), byFile != nullptr);
+            if (byFile != nullptr) {
+                ASSERT_EQ(n_model::Fields(t_hklList{expected->second}), n_model::Fields(t_hklList{*byFile}));
+            }
+            const std::wstring_view* const found = maps.FindByRecord(other);
+            const auto equal = findByRecord(other);
+            ASSERT_EQ(equal != byRecord.end(), found != nullptr);
+            ASSERT_EQ(found == nullptr ? L"" : equal->second, found == nullptr ? L"" : std::wstring(*found));
         }
-        ASSERT_EQ(n_model::ElfHash(name), ElfHash(name));
-        ASSERT_EQ(n_model::ElfHash(n_model::Fold(name)), ElfHashIgnoringCase(name));
     });
 }

@@ -29,9 +29,12 @@ TEST(ConfigItems, ReadAndWriteTheirKeys)
         item.Write(text, L"s", L"p");
         return std::wstring(*text.FindValue(L"s", L"pk"));
     };
-    EXPECT_EQ(L"0x10", stored(t_int(L"k", 7), L"0x10", true)); // the user's spelling of the value
-    EXPECT_EQ(L"7", stored(t_int(L"k", 7), L"7 days", false));
-    EXPECT_EQ(L"0xff", stored(t_hexInt(L"k", 255), L"", false));
+    for (const wchar_t* const number : {L"0x10", L"+2147483647", L"-2147483648", L"0xffffffff"}) {
+        EXPECT_EQ(number, stored(t_int(L"k", 7), number, true)) << "the user's spelling of the value";
+    }
+    for (const wchar_t* const other : {L"7 days", L"2147483648", L"-2147483649", L"0x100000000", L"-0x1", L""}) {
+        EXPECT_EQ(L"0xff", stored(t_hexInt(L"k", 255), other, false));
+    }
     EXPECT_EQ(L"", stored(t_str(L"k", L"default"), L"", true));
     EXPECT_EQ(L"a, b,", stored(t_list(L"k"), L"a, b,", true));
     EXPECT_EQ(L"{00000000-0000-0000-0000-000000000000}", stored(t_guid(L"k"), L"{0}", false));

@@ -24,9 +24,9 @@ TEST(ConfigText, ReadsAndWritesLineByLine)
         {L"[a]\r\n\0lost=1\r\n \0k=1\r\nx\0y=\0"sv, L"[a]\r\n \0k=1\r\nx\0y=\0\r\n"sv}};
     t_configText text;
     for (const auto& [read, written] : cases) {
-        text.Parse(read);
+        text.Parse(std::wstring(read));
         EXPECT_EQ(written, text.Render());
-        text.Parse(written);
+        text.Parse(std::wstring(written));
         EXPECT_EQ(written, text.Render());
     }
 }
@@ -52,7 +52,6 @@ TEST(ConfigEncoding, DecodesMarkedAndUnmarkedText)
     std::wstring decoded;
     EXPECT_EQ(t_decoded::text, DecodeText("\xFF\xFEk\0\x2D\x4E\0\xD8"sv, decoded));
     EXPECT_EQ(L"k中\xD800", decoded);
-    EXPECT_EQ("\xFF\xFEk\0\x2D\x4E\0\xD8"sv, EncodeUtf16(decoded));
     EXPECT_EQ(t_decoded::text, DecodeText("k\xC2\x80\xF0\x90\x80\x81\xF4\x8F\xBF\xBF", decoded));
     EXPECT_EQ(L"k\x80\xD800\xDC01\xDBFF\xDFFF", decoded);
     for (const std::string_view bytes : {"\xFF\xFEk"sv, "\xFE\xFF\0k\x4E"sv, "\xEF\xBB\xBF\xD6\xD0"sv}) {

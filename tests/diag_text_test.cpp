@@ -87,16 +87,22 @@ TEST_F(ErrorListLayout, KeepsUnreadTextsWithAClearFlagOnce)
         EXPECT_EQ(kDone, list.Add(L"once", false));
         EXPECT_EQ(kDone, list.Add(L"twice", true));
     }
-    EXPECT_TRUE(Has(L"once") && Has(L"\1twice"));
-    EXPECT_FALSE(Has(L"twice") || Has(L"onc") || Has(L"onces"));
-    EXPECT_TRUE(Has(L"")); // a clear flag reads as an empty text
+    for (const auto& [text, present] : {std::pair{L"once", true},
+                                        {L"onc", false},
+                                        {L"onces", false},
+                                        {L"\1twice", true},
+                                        {L"twice", false},
+                                        {L"", true}}) {
+        EXPECT_EQ(present, Has(text)) << text; // a clear flag reads as an empty text
+    }
     EXPECT_EQ(L"once", Next());
     EXPECT_FALSE(Has(L"once"));
     EXPECT_EQ(kDone, list.Add(L"once", false));
     EXPECT_EQ(L"twice!", Next());
     EXPECT_EQ(L"twice!", Next());
     EXPECT_EQ(kDone, list.MarkAllRead());
-    EXPECT_FALSE(Has(L"once") || Has(L""));
+    EXPECT_FALSE(Has(L"once"));
+    EXPECT_FALSE(Has(L""));
     EXPECT_EQ(kDone, list.Add(L"", false));
     EXPECT_EQ(L"", Next());
 }
@@ -131,10 +137,12 @@ TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
         t_str text = L"kept";
         bool flag = true;
         EXPECT_EQ(t_errorListResult::damaged, list.ReadNext(text, flag)) << unit << '=' << value;
-        EXPECT_TRUE(text == L"kept" && flag);
+        EXPECT_EQ(std::tuple(L"kept", true), std::tuple(text, flag));
         EXPECT_NE(kDone, list.Add(L"x", false)) << unit << '=' << value;
-        EXPECT_TRUE(readable || list.MarkAllRead() == t_errorListResult::damaged) << unit << '=' << value;
-        EXPECT_TRUE(damaged == area);
+        if (!readable) {
+            EXPECT_EQ(t_errorListResult::damaged, list.MarkAllRead()) << unit << '=' << value;
+        }
+        EXPECT_EQ(damaged, area);
     }
 }
 

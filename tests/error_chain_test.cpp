@@ -80,10 +80,14 @@ TEST(ErrorChain, LinesAreCutToTheBuffer)
     EXPECT_EQ(L"xxx", Joined(chain, nullptr, 4));
 }
 
-TEST(ErrorChain, TabbedFormOfAnEmptyChainHasItsTabs)
+TEST(ErrorChain, TabbedFormHasItsTabsWithoutEntriesToo)
 {
     t_errorChain chain;
-    t_str text = L"time\t";
-    JoinTabbed(chain, text, nullptr);
-    EXPECT_EQ(L"time\t\t\t", text);
+    for (const wchar_t* const expected : {L"time\t\t\t", L"time\tone\t\t"}) {
+        t_str text = L"time\t";
+        JoinTabbed(chain, text, nullptr);
+        EXPECT_EQ(expected, text);
+        EXPECT_FALSE(chain.HasFailed());
+        chain.Fail(L"one");
+    }
 }

@@ -1,14 +1,10 @@
 #include "diag/error_list.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstring>
 
 #include "base/mutex.h"
-#include "tests/chain_entries.h"
 #include "tests/child_process.h"
-#include "tests/import_patch.h"
+#include "tests/windows_test.h"
 
 namespace {
 
@@ -72,8 +68,10 @@ TEST_F(ErrorList, DISABLED_OpensAndDiesWriting)
 {
     REPLACE(create, CreateFileMappingW, [](auto...) { return nullptr; });
     t_mutex mutex;
-    ASSERT_TRUE(list.Open(errors) && list.Contains(L"first")) << Entries(errors);
-    ASSERT_TRUE(mutex.Create(errors, L"tvpy_mutex_error_list") && mutex.Lock(errors));
+    ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+    ASSERT_TRUE(list.Contains(L"first"));
+    ASSERT_TRUE(mutex.Create(errors, L"tvpy_mutex_error_list"));
+    ASSERT_TRUE(mutex.Lock(errors));
     const t_handle mapping(OpenFileMappingW(FILE_MAP_WRITE, FALSE, kMemory));
     auto* const words = static_cast<std::uint32_t*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 0, 0));
     words[4 + words[4] / 4] = 0x58585858; // an entry that is never finished
@@ -82,7 +80,10 @@ TEST_F(ErrorList, DISABLED_OpensAndDiesWriting)
 
 TEST_F(ErrorList, IsOpenedBySecondProcessAndSurvivesItsDeath)
 {
-    ASSERT_TRUE(list.Open(errors) && list.Open(errors) && list.Add(errors, L"first", false)) << Entries(errors);
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(list.Open(errors)) << Entries(errors);
+        ASSERT_TRUE(list.Add(errors, L"first", false)) << "there already the second time";
+    }
     EXPECT_TRUE(t_childProcess("ErrorList.DISABLED_OpensAndDiesWriting").Passed());
     EXPECT_TRUE(list.Add(errors, L"second", true));
     for (const wchar_t* const expected : {L"first", L"second", L""}) {

@@ -1,15 +1,9 @@
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "tests/windows_test.h"
 
 #include <imm.h>
 #include <sddl.h>
 #include <shlobj.h>
 #include <wtsapi32.h>
-
-#include <map>
-#include <optional>
-#include <vector>
 
 #include "base/singleton.h"
 #include "base/trace.h"
@@ -67,6 +61,7 @@ struct t_layoutTest : testing::Test
     std::uintptr_t loadedHandle = 0;
     std::wstring systemDirectory = L"C:\\windows\\system32";
     bool hiveFileExists = true;
+    HKEY defaultProfile = nullptr; // the hive, as the program opened it
     LSTATUS loadKeyResult = ERROR_SUCCESS;
     std::wstring defaultProfileBeforeUnload;
 
@@ -92,6 +87,15 @@ struct t_layoutTest : testing::Test
         return static_cast<UINT>(systemDirectory.size());
     });
     REPLACE(session, WTSQuerySessionInformationW, [](auto...) { return FALSE; });
+    REPLACE(privilege, LookupPrivilegeValueW, [this](LPCWSTR, LPCWSTR name, LUID*) { return calls += name, TRUE; });
+    REPLACE(adjust, AdjustTokenPrivileges, [this](HANDLE, BOOL, TOKEN_PRIVILEGES* change, auto...) {
+        return calls += FormatStr(L" %x\n", change->Privileges[0].Attributes), TRUE;
+    });
+    REPLACE(openHive, RegOpenKeyW, [this](HKEY root, LPCWSTR name, HKEY* key) {
+        const LSTATUS result = openHive.Original(root, name, key);
+        defaultProfile = *key;
+        return result;
+    });
     REPLACE(loadKey, RegLoadKeyW, [this](HKEY, LPCWSTR name, LPCWSTR path) {
         const std::wstring_view file = path; // of which the last two components count
         calls += FormatStr(L"load %s%s\n", name, &path[file.rfind(L'\\', file.rfind(L'\\') - 1)]);
@@ -101,12 +105,16 @@ struct t_layoutTest : testing::Test
         return loadKeyResult;
     });
     REPLACE(unloadKey, RegUnLoadKeyW, [this](HKEY, LPCWSTR name) {
+        EXPECT_EQ(ERROR_INVALID_HANDLE, RegFlushKey(defaultProfile)) << "it would not unload";
         defaultProfileBeforeUnload = ReadList(HKEY_USERS, name);
         calls += L"unload hive\n";
         return LSTATUS{ERROR_SUCCESS};
     });
     REPLACE(attributes, GetFileAttributesW, [this](LPCWSTR) { return hiveFileExists ? 0u : INVALID_FILE_ATTRIBUTES; });
 };
+
+const std::wstring kEnabled = L"SeRestorePrivilege 2\nSeBackupPrivilege 2\n",
+                   kRemoved = L"unload hive\nSeRestorePrivilege 4\nSeBackupPrivilege 4\n";
 
 } // namespace
 
@@ -117,22 +125,12 @@ TEST_F(t_layoutTest, NewLayoutReachesTheUserAndTheDefaultProfile)
     WriteLayout(0xE00F0411, L"imscother.ime");
     WriteLayout(0x00010804, L"xmsc.ime");
     EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\nload default_user\\default\\NTUSER.DAT\nunload hive\n",
+    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\n" + kEnabled + L"load default_user\\default\\NTUSER.DAT\n" +
+                  kRemoved,
               calls);
     EXPECT_EQ(L"1=00000804- 2=E0210804- ", ReadList(HKEY_CURRENT_USER, L""));
     EXPECT_EQ(L"1=00000804- 2=E0210804- 3=E00E0804- ", defaultProfileBeforeUnload);
     EXPECT_EQ(L"", traced);
-}
-
-TEST_F(t_layoutTest, KnownLayoutIsOnlyRefreshed)
-{
-    WriteLayout(0xE0200804, L"tarvopy.IME", L"old");
-    os.Set(5, 2);
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"load default_user\\Default User\\NTUSER.DAT\nunload hive\n", calls);
-    EXPECT_EQ(FormatStr(L"[]\nIme File=1:tarvopy.IME\\0\nLayout Text=1:%s\\0\n", kText),
-              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
-    EXPECT_EQ(L"1=00000804- 2=E0200804- ", ReadList(HKEY_CURRENT_USER, L""));
 }
 
 TEST_F(t_layoutTest, FailedInstallIsRecovered)
@@ -218,11 +216,14 @@ TEST_F(t_layoutTest, LoadedLayoutIsRemovedByItsHandle)
 
 TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 {
-    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0010804), L"Ime File", REG_SZ, L"A.ime", 10);
-    WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0020804), L"Ime File", REG_SZ, std::wstring(300, L'B').c_str(), 600);
     MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
-    EXPECT_EQ(0xE0010804, FindLayoutKlidByImeFile(L"a.IME"));
-    EXPECT_EQ(0u, FindLayoutKlidByImeFile(std::wstring(200, L'B')));
+    std::uint32_t klid = 0xE0010804;
+    for (const auto& [units, bytes, found] : {std::tuple{5u, 10u, true}, {199u, 400u, true}, {200u, 402u, false}}) {
+        const std::wstring file(units, L'A');
+        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", REG_SZ, file.c_str(), bytes);
+        EXPECT_EQ(found ? klid : 0, FindLayoutKlidByImeFile(std::wstring(file.size(), L'a')));
+        klid += 0x10000;
+    }
     const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
     for (std::uint32_t i = 0; i < 250; ++i) {
         MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));
@@ -233,7 +234,7 @@ TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 
 TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
 {
-    const std::wstring kLong(261, L'x');
+    const std::wstring kLong(260, L'x');
     const std::tuple<DWORD, std::wstring, DWORD, bool> cases[] = {
         {REG_SZ, L"abc", 8, false},  {REG_SZ, L"abc", 6, false}, {REG_SZ, L"ABC", 8, true},  {REG_SZ, L"abc", 5, true},
         {REG_DWORD, L"ab", 4, true}, {REG_SZ, L"", 0, true},     {REG_SZ, kLong, 522, false}};
@@ -325,25 +326,24 @@ TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
 {
     std::wstring profile;
     REPLACE(folder, SHGetSpecialFolderPathW, [&](HWND, LPWSTR path, int folderId, WINBOOL create) -> WINBOOL {
-        EXPECT_TRUE(folderId == CSIDL_PROFILE && !create);
+        EXPECT_EQ(std::pair(CSIDL_PROFILE, FALSE), std::pair(folderId, create));
         lstrcpyW(path, profile.c_str());
         return !profile.empty();
     });
     const std::wstring room(237, L'u');
-    const std::pair<std::wstring, std::wstring> cases[] = {
-        {L"", L""},
-        {L"alice", L""},
-        {L"C:\\" + room + L"\\a", L"C:\\" + room + L"\\default\\NTUSER.DAT"},
-        {L"C:\\u" + room + L"\\a", L""},
-    };
-    for (const auto& [given, expected] : cases) {
+    const std::tuple<WORD, std::wstring, std::wstring> cases[] = {
+        {WORD{6}, L"", L""},
+        {WORD{6}, L"alice", L""},
+        {WORD{6}, L"C:\\" + room + L"\\a", L"C:\\" + room + L"\\default\\NTUSER.DAT"},
+        {WORD{6}, L"C:\\u" + room + L"\\a", L""},
+        {WORD{5}, L"C:\\Users\\alice", L"C:\\Users\\Default User\\NTUSER.DAT"}};
+    for (const auto& [major, given, expected] : cases) {
+        os.Set(major, 2);
         profile = given;
         wchar_t path[MAX_PATH];
-        ASSERT_EQ(!expected.empty(), GetDefaultUserHivePath(path)) << given.size();
-        EXPECT_TRUE(expected.empty() || expected == path);
+        EXPECT_EQ(expected, GetDefaultUserHivePath(path) ? path : L"") << given.size();
     }
-    profile = L"C:\\Users\\alice";
     hiveFileExists = false;
     AddToDefaultUserHive(0xE0210804);
-    EXPECT_EQ(L"", calls) << "loading a missing file would make one";
+    EXPECT_EQ(kEnabled, calls) << "loading a missing file would make one";
 }

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <optional>
-
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
 #include "tests/preload_text.h"
+#include "tests/windows_test.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 
@@ -100,6 +97,19 @@ TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
             });
     EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
     EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
+}
+
+TEST(Links, AreLookedForWithoutOpeningAKeyTwice)
+{
+    const t_scratchRegistry registry;
+    const t_fakeOsVersion os(5, 2);
+    const t_keyHandle hive = MakeKey(HKEY_USERS, L"hive");
+    WriteHive(hive.Get());
+    REPLACE(open, RegOpenKeyExW, [&](auto... all) { return open.Original(all...); });
+    REPLACE(create, RegCreateKeyExW, [&](auto... all) { return create.Original(all...); });
+    AddToPreload(kNew, hive.Get(), L"x", false);
+    EXPECT_EQ(2, open.calls);
+    EXPECT_EQ(1, create.calls);
 }
 
 // As S-1-5-18 is one to .DEFAULT.

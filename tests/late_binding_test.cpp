@@ -1,12 +1,9 @@
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "tests/windows_test.h"
 
 #include <delayimp.h>
 #include <imm.h>
 
 #include "base/system_directory.h"
-#include "tests/import_patch.h"
 
 // The linker's names.
 // NOLINTBEGIN(bugprone-reserved-identifier)

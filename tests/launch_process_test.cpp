@@ -1,11 +1,10 @@
 #include "launch/process_launcher.h"
 
-#include <gtest/gtest.h>
+#include <objbase.h>
 #include <shellapi.h>
 
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
 #include "tests/signed_modules/signed_modules.h"
+#include "tests/windows_test.h"
 
 namespace {
 
@@ -95,13 +94,20 @@ TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
     SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
     REPLACE(classes, RegOpenKeyExW, [](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; });
-    std::wstring toShell;
-    REPLACE(shell, ShellExecuteExW, [&](auto* request) { return toShell = request->lpFile, TRUE; });
+    std::wstring toShell, shellFolder;
+    REPLACE(shell, ShellExecuteExW, [&](auto* request) {
+        EXPECT_EQ(0xFFCFFD80, request->fMask) << "no bit that changes what is asked";
+        toShell = request->lpFile, shellFolder = request->lpDirectory;
+        return TRUE;
+    });
+    HRESULT entered = S_OK;
+    REPLACE(enter, CoInitializeEx, [&](auto...) { return entered; });
+    REPLACE(leave, CoUninitialize, [] {});
     REPLACE(direct, CreateProcessW,
             [](auto, LPWSTR line, auto, auto, BOOL inherit, auto, auto, LPCWSTR folder, auto* startup, auto) {
                 EXPECT_EQ(line, L'"' + SignedModule(L"maker.exe") + L'"');
                 EXPECT_FALSE(inherit);
-                EXPECT_EQ(folder, nullptr);
+                EXPECT_EQ(folder, SignedModule(L"").substr(0, SignedModule(L"").size() - 1));
                 EXPECT_EQ(startup->dwFlags, static_cast<DWORD>(STARTF_USESHOWWINDOW));
                 EXPECT_EQ(startup->wShowWindow, SW_SHOWMINIMIZED);
                 return SetLastError(740), FALSE;
@@ -109,7 +115,7 @@ TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
     const auto launch = [&](const std::wstring& program) {
         t_errorChain errors;
         toShell.clear();
-        const bool started = LaunchProcess(errors, program.c_str(), nullptr, nullptr, nullptr, SW_SHOWMINIMIZED, 0);
+        const bool started = LaunchProcess(errors, program.c_str(), nullptr, nullptr, L"*", SW_SHOWMINIMIZED, ~0u);
         EXPECT_EQ(started, !errors.HasFailed());
         EXPECT_EQ(toShell, started ? program : L"");
         return Entries(errors);
@@ -117,9 +123,13 @@ TEST(LaunchProcess, OnlyProgramsAreStartedWithoutTheShell)
     const std::wstring program = SignedModule(L"maker.exe"), document = SignedModule(L"listed 0.dat");
     EXPECT_EQ(launch(program), L"系统错误740|无法启动 " + program);
     std::ofstream(document.c_str()).close();
-    for (const std::wstring& accepted : {document, std::wstring(L"https://x/y.exe"), std::wstring(L"HTTP://x")}) {
-        EXPECT_EQ(launch(accepted), L"");
+    EXPECT_EQ(launch(document), L"");
+    entered = RPC_E_CHANGED_MODE;
+    for (const auto& [address, folder] : {std::pair{L"https://x/y.exe", L""}, {L"HTTP://x:\\y", L"HTTP://x:\\"}}) {
+        EXPECT_EQ(launch(address), L"");
+        EXPECT_EQ(shellFolder, folder);
     }
+    EXPECT_EQ(leave.calls, 1) << "once for each time that it was entered";
     for (const wchar_t* const refused : {L"file:///C:/x.exe", L"shell:AppsFolder", L"ms-settings:x", L"mailto:x",
                                          L"http:x", L"https:/x", L"x.exe", L"x", L""}) {
         EXPECT_EQ(launch(refused), FormatStr(L"模块校验失败:%s 不是驱动器或网络上的完整路径", refused));

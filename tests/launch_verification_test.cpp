@@ -4,14 +4,12 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 
-#include <gmock/gmock.h>
-
 #include "base/ascii_case.h"
+#include "base/system_directory.h"
 #include "base/system_function.h"
 #include "launch/maker_identity.h"
-#include "tests/chain_entries.h"
-#include "tests/lookup_patch.h"
 #include "tests/signed_modules/signed_modules.h"
+#include "tests/windows_test.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -47,8 +45,14 @@ DWORD WINAPI FindStorePath(HANDLE file, LPWSTR path, DWORD size, DWORD flags)
                : length;
 }
 
+DWORD WINAPI FindNoRoom(HANDLE, LPWSTR, DWORD, DWORD)
+{
+    return SetLastError(5), 1000;
+}
+
 // Before Vista no call tells the path of an open file.
 const t_lookupPatch::t_answers kLater,
+    kLong = {{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&FindNoRoom)}},
     kBeforeVista = {{"GetFinalPathNameByHandleW", nullptr}},
     kStorePaths = {{"GetFinalPathNameByHandleW", reinterpret_cast<void*>(&FindStorePath)}};
 
@@ -154,6 +158,7 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
             const bool accepted = VerifyModule(errors, path.c_str(), file);
             EXPECT_EQ(accepted, answers != &kBeforeVista || path != overLink) << path << Entries(errors);
             EXPECT_EQ(file.Path(), accepted ? realPath : overLink);
+            EXPECT_THAT(Entries(errors), StartsWith(accepted ? L"" : L"系统错误1920|"));
         }
         for (const std::wstring& path : kRefused) {
             EXPECT_THAT(Refusal(path), HasSubstr(L"模块校验失败:")) << path;
@@ -162,6 +167,13 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     {
         const t_lookupPatch lookup{kStorePaths};
         EXPECT_THAT(Refusal(outside), HasSubstr(store + L" "));
+    }
+    {
+        REPLACE(full, GetFullPathNameW, [](auto...) { return SetLastError(5), DWORD{MAX_PATH}; });
+        for (const auto* const answers : {&kLong, &kBeforeVista}) {
+            const t_lookupPatch lookup{*answers};
+            EXPECT_THAT(Refusal(outside), StartsWith(L"系统错误206|"));
+        }
     }
     // A link opened as such is a file of its own, which Wine's links are not.
     REPLACE(open, CreateFileW,
@@ -175,6 +187,16 @@ TEST(VerifyModule, SystemDirectoryIsKnownByWhateverName)
     // A disk or server whose files claim to be the same as those of the system.
     REPLACE(forged, GetFileInformationByHandle, [](HANDLE, auto* information) { return *information = {}, TRUE; });
     EXPECT_NE(Refusal(SignedModule(L"unsigned.exe")), L"");
+}
+
+// Each look is one at what the look before it opened.
+TEST(VerifyModule, FileOfTheSystemDirectoryIsOpenedTwiceAndSoIsItsFolder)
+{
+    t_path path;
+    ReadSystemDirectory(path);
+    REPLACE(open, CreateFileW, [&](auto... all) { return open.Original(all...); });
+    EXPECT_EQ(Refusal(path.Join(L"regsvr32.exe")), L"");
+    EXPECT_EQ(open.calls, 4);
 }
 
 // Who may write already could do so after the check.

@@ -1,7 +1,5 @@
-#include <gtest/gtest.h>
-
 #include "base/library_search.h"
-#include "tests/lookup_patch.h"
+#include "tests/windows_test.h"
 
 namespace {
 

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <thread>
 
 #include "base/critical_section.h"
 #include "base/locker.h"
 #include "base/security.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/windows_test.h"
 
 namespace {
 
@@ -37,11 +34,15 @@ TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
     });
     t_errorChain errors;
     t_mutex first, second, unnamed, otherUnnamed;
-    EXPECT_TRUE(first.Create(errors, L"tarvo_test") && first.Create(errors, L"x") &&
-                second.Create(errors, L"tarvo_test"));
+    for (t_mutex* const each : {&first, &first, &second}) {
+        EXPECT_TRUE(each->Create(errors, L"tarvo_test"));
+    }
     EXPECT_EQ(1, create.calls);
-    EXPECT_TRUE(given != nullptr && given == OpenSecurityAttributes());
-    ASSERT_TRUE(unnamed.Create(errors, nullptr) && otherUnnamed.Create(errors, L"") && unnamed.Lock(errors));
+    EXPECT_NE(nullptr, given);
+    EXPECT_EQ(given, OpenSecurityAttributes());
+    EXPECT_TRUE(unnamed.Create(errors, nullptr));
+    EXPECT_TRUE(otherUnnamed.Create(errors, L""));
+    EXPECT_TRUE(unnamed.Lock(errors));
     std::jthread([&] { EXPECT_TRUE(otherUnnamed.Lock(errors)); }).join();
 }
 
@@ -101,7 +102,8 @@ TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)
 {
     t_errorChain errors;
     t_mutex holder, mutex;
-    ASSERT_TRUE(holder.Create(errors, L"tarvo_test_shared") && holder.Lock(errors));
+    ASSERT_TRUE(holder.Create(errors, L"tarvo_test_shared"));
+    ASSERT_TRUE(holder.Lock(errors));
     const DWORD holding = GetCurrentThreadId();
     REPLACE(create, CreateMutexW, [](auto...) { return nullptr; });
     REPLACE(wait, WaitForSingleObject, [&](HANDLE handle, DWORD limit) {
@@ -110,6 +112,65 @@ TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)
     ASSERT_TRUE(mutex.Create(errors, L"Local\\tarvo_test_shared"));
     std::jthread([&] { EXPECT_FALSE(mutex.Lock(errors)); }).join();
     EXPECT_EQ(L"获取Mutex失败：WAIT_TIMEOUT", Entries(errors));
+}
+
+TEST(CriticalSection, KeepsOtherThreadsOutUntilItIsGivenBack)
+{
+    t_errorChain errors;
+    std::optional<t_csAutoInit> section(std::in_place, L"x", 1);
+    const DWORD holding = GetCurrentThreadId();
+    const auto isOwn = [begin = &*section](const void* system) { return system >= begin && system < begin + 1; };
+    bool refused = false;
+    int deleted = 0;
+    REPLACE(enter, EnterCriticalSection, [&](CRITICAL_SECTION* system) {
+        if (isOwn(system) && GetCurrentThreadId() != holding) {
+            refused = !TryEnterCriticalSection(system); // where it would wait
+        } else {
+            enter.Original(system);
+        }
+    });
+    REPLACE(remove, DeleteCriticalSection, [&](CRITICAL_SECTION* system) {
+        deleted += isOwn(system);
+        remove.Original(system);
+    });
+    for (const bool held : {true, false}) {
+        EXPECT_TRUE(held ? section->Lock(errors) : (section->Unlock(), true));
+        std::jthread([&] {
+            EXPECT_TRUE(section->Lock(errors));
+            refused ? void() : section->Unlock();
+        }).join();
+        EXPECT_EQ(held, refused);
+    }
+    section.reset();
+    EXPECT_EQ(1, deleted);
+}
+
+TEST(Locker, GivesBackWhatItTookBeforeTheNextAndAtItsEnd)
+{
+    struct t_recordedLock : t_mutex
+    {
+        explicit t_recordedLock(std::string& recordedSteps) : steps(recordedSteps) {}
+        bool IsCreated() const override { return true; }
+        bool DoLock(t_errorChain&) override { return steps += '(', true; }
+        void DoUnlock() override { steps += ')'; }
+        std::string& steps;
+    };
+    t_errorChain errors;
+    std::string steps, otherSteps;
+    t_recordedLock lock(steps), other(otherSteps);
+    t_mutex notCreated;
+    {
+        t_locker locker(&lock);
+        EXPECT_TRUE(locker.Lock(errors));
+        EXPECT_TRUE(locker.Lock(errors, other));
+        EXPECT_EQ("()(", steps + otherSteps);
+        EXPECT_FALSE(locker.Lock(errors, notCreated));
+        EXPECT_EQ("()", otherSteps);
+        EXPECT_TRUE(locker.Lock(errors));
+    }
+    EXPECT_EQ("()()()", steps + otherSteps);
+    EXPECT_FALSE(t_locker(nullptr).Lock(errors));
+    EXPECT_EQ(L"t_mutex::Lock 未初始化|null lock", Entries(errors));
 }
 
 } // namespace

@@ -1,13 +1,10 @@
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "tests/windows_test.h"
 
 #include <imm.h>
 
 #include "base/handles.h"
 #include "diag/message_box.h"
 #include "diag/system_error.h"
-#include "tests/import_patch.h"
 
 namespace {
 

@@ -116,12 +116,14 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
     if (!random.OneIn(8)) {
         MakeKey(root, random.OneIn(8) ? user + L"Keyboard Layout" : preload);
     }
+    const bool many = hive.empty() && random.OneIn(12); // of which none ends the reading or is asked for
     const auto write = [&](const std::wstring& name) {
-        const std::wstring text = FormatStr(random.OneIn(2) ? L"%08x" : L"%08X", random.Of(klids));
-        WriteRandomText(random, root, preload, name.c_str(), random.OneIn(9) ? text + L"00" : text);
+        const std::wstring text = FormatStr(random.OneIn(2) ? L"%08x" : L"%08X", many ? klids[3] : random.Of(klids));
+        many ? WriteText(root, preload, name.c_str(), text)
+             : WriteRandomText(random, root, preload, name.c_str(), random.OneIn(9) ? text + L"0" : text);
     };
     int position = 0;
-    for (auto count = hive.empty() && random.OneIn(20) ? 98 + random.Below(5) : random.Below(6); count > 0; --count) {
+    for (auto count = many ? 100 + random.Below(20) : random.Below(6); count > 0; --count) {
         position += random.OneIn(9) ? 2 : 1;
         write(random.OneIn(5) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
                                            L"1234567890", L"4294967297"})

@@ -1,13 +1,11 @@
 // The services that the report asks the system through.
-#include <gtest/gtest.h>
-
 #include <shlobj.h>
 
 #include "base/default_browser.h"
 #include "base/hook_check.h"
 #include "base/loaded_modules.h"
 #include "base/module_path.h"
-#include "base/mutex.h"
+#include "base/os_version.h"
 #include "base/pending_files.h"
 #include "base/session.h"
 #include "base/system_directory.h"
@@ -15,11 +13,9 @@
 #include "diag/error_list_peek.h"
 #include "report/gather.h"
 #include "runtime/runtime.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
+#include "tests/fake_os_version.h"
 #include "tests/real_windows.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 
@@ -80,20 +76,14 @@ TEST_F(ReportSystem, QueuesListsAndTakesBackOperations)
     EXPECT_TRUE(QueueReplacement(errors, made.c_str(), old.c_str())) << Entries(errors);
     EXPECT_EQ(old + L"> " + made + L"!" + old + L" ", Pending(path));
 
-    std::size_t removed = 0;
-    EXPECT_TRUE(TakeBackPendingOperations(errors, made, removed)) << Entries(errors);
-    EXPECT_EQ(1u, removed);
-    EXPECT_EQ(old + L"> ", Pending(path));
-    EXPECT_TRUE(TakeBackPendingOperations(errors, path, removed));
-    EXPECT_TRUE(TakeBackPendingOperations(errors, path, removed));
-    EXPECT_EQ(0u, removed);
-    EXPECT_EQ(L"", Pending(path));
-    EXPECT_TRUE(errors.IsEmpty()) << Entries(errors);
-
-    ImmImportPatch<decltype(&MoveFileExW)> refused("MoveFileExW", [](LPCWSTR, LPCWSTR, DWORD) -> WINBOOL {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return FALSE;
-    });
+    for (const auto& [taken, count, left] :
+         {std::tuple{made, 1u, old + L"> "}, {path, 1u, std::wstring()}, {path, 0u, std::wstring()}}) {
+        std::size_t removed = 9;
+        EXPECT_TRUE(TakeBackPendingOperations(errors, taken, removed)) << Entries(errors);
+        EXPECT_EQ(count, removed);
+        EXPECT_EQ(left, Pending(path));
+    }
+    REPLACE(refused, MoveFileExW, [](auto...) { return SetLastError(ERROR_ACCESS_DENIED), FALSE; });
     EXPECT_FALSE(QueueDeletion(errors, L"C:\\x"));
     EXPECT_EQ(L"系统错误5|无法登记重启后的文件操作：C:\\x", Entries(errors));
 }
@@ -173,9 +163,10 @@ TEST_F(ReportSystem, ListsTheProgramsThatHoldALibrary)
     t_path self;
     ReadModulePath(nullptr, self);
     const t_str expected = FormatStr(L"%u %s;", GetCurrentProcessId(), std::wstring(FileNamePart(self)).c_str());
-    EXPECT_EQ(expected, find(copy.path));
-    CharUpperW(copy.path.data());
-    EXPECT_EQ(expected, find(copy.path));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(expected, find(copy.path));
+        CharUpperW(copy.path.data());
+    }
     EXPECT_EQ(L"", find(copy.path + L"x"));
     copy.library.Reset();
     EXPECT_EQ(L"", find(copy.path));
@@ -194,14 +185,21 @@ TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
     EXPECT_EQ(!RunsBeforeVista(), ReadIntegrityLevel(level));
     EXPECT_EQ(RunsBeforeVista() ? 0u : IsProcessElevated() ? 0x3000u : 0x2000u, level);
 
-    ImmImportPatch<decltype(&LookupAccountNameW)> lookup("LookupAccountNameW", [](auto...) -> WINBOOL {
-        SetLastError(ERROR_NONE_MAPPED);
-        return FALSE;
-    });
+    REPLACE(lookup, LookupAccountNameW, [](auto...) { return SetLastError(ERROR_NONE_MAPPED), FALSE; });
     EXPECT_FALSE(ReadCurrentSession(errors, session));
     EXPECT_EQ(name, session.user);
     EXPECT_EQ(L"", session.userSid);
     EXPECT_EQ(L"系统错误1332|无法读取会话用户", Entries(errors));
+}
+
+TEST(OsVersion, IsUnknownWhenItCannotBeRead)
+{
+    OSVERSIONINFOW version{};
+    EXPECT_TRUE(GetOsVersionFromKernel32(version));
+    const t_fakeOsVersion none(0, 0);
+    EXPECT_FALSE(GetOsVersionFromKernel32(version));
+    REPLACE(read, GetFileVersionInfoW, [](auto...) { return FALSE; });
+    EXPECT_FALSE(GetOsVersionFromKernel32(version));
 }
 
 TEST_F(ReportSystem, FindsCodeThatIsNotTheFiles)
@@ -215,20 +213,18 @@ TEST_F(ReportSystem, FindsCodeThatIsNotTheFiles)
         const t_hookCheck result = CheckForHooks(functions);
         return Joined(result.differing) + (result.unchecked.empty() ? L"" : L"?" + Joined(result.unchecked));
     };
-    EXPECT_EQ(L"", check());
     auto* const code =
         reinterpret_cast<BYTE*>(reinterpret_cast<void*>(GetProcAddress(copy.library.Get(), functions[0].name)));
     DWORD protection = 0;
     ASSERT_TRUE(VirtualProtect(code, 1, PAGE_EXECUTE_READWRITE, &protection));
-    *code = static_cast<BYTE>(*code ^ 0xFF);
-    EXPECT_EQ(L"Tarvo Copy.ime!VerQueryValueW;", check());
-    *code = static_cast<BYTE>(*code ^ 0xFF);
-    EXPECT_EQ(L"", check());
+    for (const wchar_t* const differing : {L"", L"Tarvo Copy.ime!VerQueryValueW;", L""}) {
+        EXPECT_EQ(differing, check());
+        *code = static_cast<BYTE>(*code ^ 0xFF);
+    }
 
     // Found elsewhere than the file says.
-    ImmImportPatch<decltype(&GetProcAddress)> elsewhere("GetProcAddress", [](HMODULE, LPCSTR) {
-        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&GetTickCount));
-    });
+    REPLACE(elsewhere, GetProcAddress,
+            [](auto...) { return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&GetTickCount)); });
     EXPECT_EQ(L"Tarvo Copy.ime!VerQueryValueW;Tarvo Copy.ime!GetFileVersionInfoW;", check());
 }
 
@@ -268,8 +264,7 @@ TEST_F(ReportSystem, LooksAtTheErrorListWithoutTakingEntries)
     EXPECT_TRUE(list.ReadNext(errors, text, flag));
     EXPECT_EQ(L"!;二;", peek());
 
-    ImmImportPatch<decltype(&WaitForSingleObject)> held("WaitForSingleObject",
-                                                        [](HANDLE, DWORD) -> DWORD { return WAIT_TIMEOUT; });
+    REPLACE(held, WaitForSingleObject, [](auto...) { return DWORD{WAIT_TIMEOUT}; });
     EXPECT_EQ(L"failed ", peek());
     EXPECT_EQ(L"系统错误1460|无法读取消息缓存", Entries(errors));
 }

@@ -1,16 +1,16 @@
 #include "runtime/runtime.h"
 
-#include <gtest/gtest.h>
-
 #include <objbase.h>
 #include <shlobj.h>
 
+#include "base/elf_hash.h"
+#include "base/mutex.h"
+#include "base/perf.h"
+#include "config/config_file.h"
 #include "runtime/os_flags.h"
-#include "tests/chain_entries.h"
-#include "tests/lookup_patch.h"
+#include "tests/child_process.h"
 #include "tests/real_windows.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 namespace {
 
@@ -20,6 +20,7 @@ constexpr wchar_t kKey[] = L"Software\\TarvoInput";
 
 // What the functions that are looked up at run time answer.
 std::wstring programPath, localLow;
+DWORD kernelMajor, kernelMinor;
 
 DWORD WINAPI AnswerModuleFileName(HMODULE, wchar_t* buffer, DWORD units)
 {
@@ -32,6 +33,17 @@ HRESULT WINAPI AnswerKnownFolder(const GUID&, DWORD, HANDLE, wchar_t** path)
     *path = static_cast<wchar_t*>(CoTaskMemAlloc((localLow.size() + 1) * sizeof(wchar_t)));
     lstrcpyW(*path, localLow.c_str());
     return S_OK;
+}
+
+LONG WINAPI AnswerKernelVersion(OSVERSIONINFOEXW* info)
+{
+    info->dwMajorVersion = kernelMajor, info->dwMinorVersion = kernelMinor, info->wServicePackMajor = 3;
+    return 0;
+}
+
+BOOL WINAPI AnswerDocumentedVersion(OSVERSIONINFOEXW* info)
+{
+    return info->dwMajorVersion = 6, info->dwMinorVersion = 2, TRUE;
 }
 
 struct Runtime : testing::Test
@@ -70,7 +82,9 @@ TEST_F(Runtime, FillsEveryFieldOnce)
         L"Data\\runtime.ini",
         "[setting]\ncnt=2\n[item0]\nprocess=other.exe\n[item1]\nprocess=Outlook.EXE\ntype=5\n[switch]\nsapi=3\n");
     runtime.SetConfigOptionOff(true);
-    EXPECT_TRUE(Initialise(runtime, 3) && Initialise(runtime)) << Entries(errors);
+    for (const std::uint32_t mode : {3, 0}) {
+        EXPECT_TRUE(Initialise(runtime, mode)) << Entries(errors);
+    }
     t_path configFile, globalData;
     EXPECT_TRUE(runtime.GetDataFilePaths(configFile, globalData));
     EXPECT_EQ(
@@ -79,15 +93,107 @@ TEST_F(Runtime, FillsEveryFieldOnce)
     EXPECT_EQ(std::tuple(std::filesystem::temp_directory_path().parent_path().wstring(),
                          std::wstring(_wgetenv(L"APPDATA")), localLow, std::wstring(GetCommandLineW())),
               std::tuple(runtime.TempPath(), runtime.AppDataPath(), runtime.UserPath(), runtime.CommandLineText()));
+    EXPECT_EQ(FormatStr(L"%x", ElfHash(localLow)), runtime.UserPathHash());
     EXPECT_STREQ(L"1234", runtime.BuildNumber());
     EXPECT_EQ(std::tuple(L"c:\\office\\outlook.exe"s, L"c:\\office"s, L"outlook.exe"s),
               std::tuple(runtime.ProcessPath(), runtime.ProcessDirectory(), runtime.ProcessShortName()));
     EXPECT_EQ(!RunsBeforeVista(), runtime.VistaOrLater());
     EXPECT_TRUE(runtime.KnownHostApplication());
     EXPECT_EQ(!runtime.Windows8OrLater(), runtime.IgnoreCancel());
-    EXPECT_FALSE(runtime.OldSystem() || runtime.SafeMode() || runtime.ShellHost());
-    EXPECT_TRUE(runtime.ProcessItem() != nullptr && runtime.ProcessItem()->type.Value() == 5);
-    EXPECT_TRUE(runtime.Config()->Sapi() == 3 && !runtime.Config()->Option());
+    EXPECT_EQ(std::tuple(false, false, false),
+              std::tuple(runtime.OldSystem(), runtime.SafeMode(), runtime.ShellHost()));
+    ASSERT_NE(nullptr, runtime.ProcessItem());
+    EXPECT_EQ(std::tuple(5, 3, false),
+              std::tuple(runtime.ProcessItem()->type.Value(), runtime.Config()->Sapi(), runtime.Config()->Option()));
+}
+
+TEST_F(Runtime, AsksTheKernelBeforeTheDocumentedCallForTheVersion)
+{
+    lookUp.answers["RtlGetVersion"] = reinterpret_cast<void*>(&AnswerKernelVersion);
+    lookUp.answers["GetVersionExW"] = reinterpret_cast<void*>(&AnswerDocumentedVersion);
+    for (const auto& [major, minor, flags] :
+         {std::tuple{5, 0, "o"}, {5, 1, ""}, {6, 1, "v"}, {6, 2, "v8"}, {6, 4, "v8X"}}) {
+        kernelMajor = static_cast<DWORD>(major), kernelMinor = static_cast<DWORD>(minor);
+        t_runtime each;
+        EXPECT_TRUE(Initialise(each));
+        std::string judged;
+        for (const auto& [letter, flag] : {std::pair{'o', each.OldSystem()},
+                                           {'v', each.VistaOrLater()},
+                                           {'i', each.InInternetExplorer()},
+                                           {'8', each.Windows8OrLater()},
+                                           {'X', each.Windows10OrLater()}}) {
+            judged.append(flag, letter);
+        }
+        EXPECT_EQ(flags, judged);
+        EXPECT_EQ(judged.size() < 2, each.IgnoreCancel());
+    }
+}
+
+// What was measured, which is printed when the process ends: statics go in the reverse order of their making.
+struct t_printedAtExit
+{
+    ~t_printedAtExit()
+    {
+        if (text != expected) {
+            std::fprintf(stderr, "%ls", text.c_str());
+            TerminateProcess(GetCurrentProcess(), 1);
+        }
+    }
+    std::wstring expected, text;
+    std::int64_t now = 0;
+    REPLACE(print, OutputDebugStringW, [this](LPCWSTR line) { text += line; });
+    REPLACE(second, QueryPerformanceFrequency, [](LARGE_INTEGER* ticks) { return ticks->QuadPart = 1000, TRUE; });
+    REPLACE(look, QueryPerformanceCounter, [this](LARGE_INTEGER* ticks) {
+        SetLastError(ERROR_BUSY);
+        return ticks->QuadPart = ++now, TRUE;
+    });
+};
+
+TEST_F(Runtime, DISABLED_MeasuresWhatIsSwitchedOn)
+{
+    static t_printedAtExit printed;
+    wchar_t measured[20] = {};
+    GetEnvironmentVariableW(L"TARVO_TEST_MEASURED", measured, 20);
+    for (const wchar_t* const other : {L"EnablePerf", L"EnableFunPerf"}) {
+        WriteText(HKEY_LOCAL_MACHINE, kKey, other, L"1"); // a text is no switch
+    }
+    WriteRaw(HKEY_LOCAL_MACHINE, kKey, measured, REG_DWORD, L"\1", 4);
+    RegOverridePredefKey(HKEY_CURRENT_USER, MakeKey(HKEY_LOCAL_MACHINE, L"").Get());
+    for (const t_perfKind kind : {t_perfKind::section, t_perfKind::function}) {
+        const t_perfSection both(kind, L"both");
+        SetLastError(ERROR_GEN_FAILURE);
+    }
+    EXPECT_EQ(DWORD{ERROR_GEN_FAILURE}, GetLastError());
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", directory.Path());
+    directory.Write(L"Data\\runtime.ini", "[setting]\ncnt=1\n[item0]\nprocess=x");
+    for (int i = 0; i < 2; ++i) {
+        t_runtime each;
+        t_mutex mutex;
+        EXPECT_TRUE(Initialise(each, 3));
+        EXPECT_TRUE(n_config::t_configFile().Save(errors, directory.Path(L"written.ini").c_str()));
+        EXPECT_TRUE(mutex.Create(errors, FormatStr(L"tarvo_measured_%d", i).c_str()));
+        EXPECT_TRUE(mutex.Lock(errors));
+        mutex.Unlock();
+    }
+    const std::wstring step = L"initruntime_", twice = L": 2, 2.000 ms\n", withOne = L": 2, 6.000 ms\n";
+    printed.expected = L"both: 1, 1.000 ms\n";
+    printed.expected += measured == std::wstring(L"EnablePerf")
+                            ? step + L"safemode" + twice + step + L"installpath" + twice + step + L"TempPath" + twice +
+                                  step + L"VistaIE7" + twice + L"ReadConfig: 4, 4.000 ms\n" + step + L"ProfilePath" +
+                                  withOne + step + L"DataPath: 2, 10.000 ms\n" + step + L"SetBuildNo" + twice + step +
+                                  L"SetCommandLine" + twice + step + L"safeapi" + twice + step +
+                                  L"SetProcessShortName" + twice + step + L"CheckConfig: 2, 14.000 ms\n" + step +
+                                  L"CheckIgnoreCancel" + twice + L"WriteConfig" + twice
+                            : L"CreateMutex2" + twice + L"CreateMutex" + withOne + L"Lock" + twice + L"Unlock" + twice;
+}
+
+TEST(Performance, IsMeasuredUnderTheNamesOfTheSteps)
+{
+    for (const wchar_t* const measured : {L"EnablePerf", L"EnableFunPerf"}) {
+        SetEnvironmentVariableW(L"TARVO_TEST_MEASURED", measured);
+        EXPECT_TRUE(t_childProcess("Runtime.DISABLED_MeasuresWhatIsSwitchedOn").Passed()) << measured;
+    }
 }
 
 TEST_F(Runtime, InstallPathByMode)
@@ -155,20 +261,23 @@ TEST(OsFlags, ByVersionAndSource)
     }
 }
 
-TEST_F(Runtime, FailedStepsStopNothingAndMayBeRepeated)
+TEST_F(Runtime, AFailedStepStopsNothingAndMayBeRepeated)
 {
-    {
-        REPLACE(temp, GetTempPathW, [](auto...) { return SetLastError(5), 0; });
-        REPLACE(folder, SHGetFolderPathW, [](auto...) { return E_FAIL; });
-        programPath.assign(260, L'x');
-        WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
-        EXPECT_FALSE(Initialise(runtime, 1));
+    WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
+    WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", directory.Path());
+    const std::wstring failures[] = {L"查找系统临时目录出错:5", L"系统错误-2147467259|SHGetFolderPath失败: 26",
+                                     L"无法解析ini文件", L"调用GetModuleFileName()失败"};
+    int step = 0;
+    REPLACE(temp, GetTempPathW, [&](auto... all) { return step == 0 ? (SetLastError(5), 0) : temp.Original(all...); });
+    REPLACE(folder, SHGetFolderPathW, [&](auto... all) { return step == 1 ? E_FAIL : folder.Original(all...); });
+    for (; step < 4; ++step) {
+        directory.Write(L"Data\\runtime.ini", step == 2 ? "\xFF\xFEx" : "");
+        programPath = step == 3 ? std::wstring(260, L'x') : L"C:\\a.exe";
+        EXPECT_FALSE(Initialise(runtime, 3));
+        EXPECT_EQ(failures[step] + L"|t_runtime初始化失败", Entries(errors));
         EXPECT_STREQ(L"1234", runtime.BuildNumber());
-        EXPECT_EQ(L"查找系统临时目录出错:5|系统错误-2147467259|SHGetFolderPath失败: "
-                  L"26|调用GetModuleFileName()失败|t_runtime初始化失败",
-                  Entries(errors));
-        EXPECT_EQ(programDirectory, runtime.InstallPath());
-        EXPECT_EQ(GetCommandLineW(), runtime.CommandLineText());
+        EXPECT_EQ(std::tuple(directory.Path(), std::wstring(GetCommandLineW())),
+                  std::tuple(runtime.InstallPath(), runtime.CommandLineText()));
     }
     programPath = L"C:\\a.exe";
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);

@@ -58,9 +58,8 @@ t_keyHandle MakeKey(HKEY root, const std::wstring& path)
     return key;
 }
 
-t_scratchLink::t_scratchLink(HKEY root, const std::wstring& path, HKEY target)
+std::wstring FullNameOf(HKEY key)
 {
-    // The target's full name: a number of bytes, and the text.
     struct
     {
         ULONG bytes;
@@ -68,13 +67,23 @@ t_scratchLink::t_scratchLink(HKEY root, const std::wstring& path, HKEY target)
     } name{};
     ULONG size = 0;
     using t_queryKey = LONG(NTAPI*)(HKEY, int, void*, ULONG, ULONG*);
-    EXPECT_EQ(0, FindSystemFunction<t_queryKey>(L"ntdll.dll", "NtQueryKey")(target, 3, &name, sizeof(name), &size));
+    const auto queryKey = FindSystemFunction<t_queryKey>(L"ntdll.dll", "NtQueryKey");
+    if (queryKey(key, 3, &name, sizeof(name), &size) != 0) { // a predefined key has no name; a new handle to it has
+        EXPECT_EQ(0, queryKey(MakeKey(key, L"").Get(), 3, &name, sizeof(name), &size));
+    }
+    return {name.text, name.bytes / sizeof(wchar_t)};
+}
+
+t_scratchLink::t_scratchLink(HKEY root, const std::wstring& path, HKEY target)
+{
+    const std::wstring name = FullNameOf(target);
     MakeKey(root, path.substr(0, path.find_last_of(L'\\') + 1)); // or it would be volatile too
     EXPECT_EQ(ERROR_SUCCESS,
               RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK | REG_OPTION_VOLATILE,
                               KEY_ALL_ACCESS, nullptr, link.Put(), nullptr));
-    EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(link.Get(), L"SymbolicLinkValue", 0, REG_LINK,
-                                            reinterpret_cast<const BYTE*>(name.text), name.bytes));
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegSetValueExW(link.Get(), L"SymbolicLinkValue", 0, REG_LINK, reinterpret_cast<const BYTE*>(name.data()),
+                             static_cast<DWORD>(name.size() * sizeof(wchar_t))));
 }
 
 t_scratchLink::~t_scratchLink()

@@ -27,6 +27,9 @@ private:
 // Opens a key for all access, creating it when it is missing. A failure is a test failure and gives a null owner.
 t_keyHandle MakeKey(HKEY root, const std::wstring& path);
 
+// The full name of a key, such as "\REGISTRY\USER\.DEFAULT\Keyboard Layout".
+std::wstring FullNameOf(HKEY key);
+
 // A volatile symbolic link from one key's name to another key, for the life of a scope.
 class t_scratchLink
 {

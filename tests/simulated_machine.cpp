@@ -17,8 +17,15 @@ constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard La
 constexpr wchar_t kSortOrder[] = L"\\SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{34745C63}";
 constexpr wchar_t kTextService[] = L"SoftWare\\Microsoft\\CTF\\TIP\\{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}";
 constexpr wchar_t kHiveFile[] = L"file of the default profile";
+constexpr wchar_t kKept[] = L"kept\\";
 constexpr wchar_t kDefaultUser[] = L"default_user";
 constexpr const wchar_t* kAccounts[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
+
+// The name of a predefined key in the scratch registry.
+std::wstring RootName(HKEY root)
+{
+    return FormatStr(L"%08x", static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root)));
+}
 
 std::wstring PreloadOf(const std::wstring& hive)
 {
@@ -34,16 +41,19 @@ void WriteList(const std::wstring& hive, std::initializer_list<const wchar_t*> k
     }
 }
 
-std::wstring ReadText(HKEY root, const std::wstring& path, const wchar_t* value)
+std::wstring ReadText(HKEY key, const wchar_t* value)
 {
     wchar_t text[261] = {};
     DWORD size = sizeof(text) - sizeof(wchar_t);
+    return RegQueryValueExW(key, value, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) == ERROR_SUCCESS ? text
+                                                                                                                 : L"";
+}
+
+std::wstring ReadText(HKEY root, const std::wstring& path, const wchar_t* value)
+{
     t_keyHandle key;
-    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS &&
-                   RegQueryValueExW(key.Get(), value, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) ==
-                       ERROR_SUCCESS
-               ? text
-               : L"";
+    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS ? ReadText(key.Get(), value)
+                                                                                      : L"";
 }
 
 std::vector<std::wstring> SubKeys(HKEY root, const std::wstring& path)
@@ -60,12 +70,13 @@ std::vector<std::wstring> SubKeys(HKEY root, const std::wstring& path)
 
 t_machineState::t_list ReadList(const std::wstring& hive)
 {
-    if (!KeyExists(HKEY_USERS, PreloadOf(hive))) {
+    t_keyHandle key;
+    if (RegOpenKeyExW(HKEY_USERS, PreloadOf(hive).c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) {
         return {L"no key"};
     }
     t_machineState::t_list list;
     for (int position = 1;; ++position) {
-        const std::wstring text = ReadText(HKEY_USERS, PreloadOf(hive), FormatStr(L"%d", position).c_str());
+        const std::wstring text = ReadText(key.Get(), FormatStr(L"%d", position).c_str());
         if (text.empty()) {
             return list;
         }
@@ -119,19 +130,53 @@ void t_simulatedMachine::AddLayout(std::uint32_t klid, const wchar_t* imeFile, b
     }
 }
 
+void t_simulatedMachine::Keep()
+{
+    SHDeleteKeyW(HKEY_CLASSES_ROOT, kKept);
+    for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_USERS}) {
+        SHCopyKeyW(root, nullptr, MakeKey(HKEY_CLASSES_ROOT, kKept + RootName(root)).Get(), 0);
+    }
+    keptLoaded = loaded;
+    touched.clear();
+}
+
+void t_simulatedMachine::Restore()
+{
+    for (const std::wstring& path : touched) {
+        const HKEY root = path.starts_with(RootName(HKEY_USERS)) ? HKEY_USERS : HKEY_LOCAL_MACHINE;
+        const std::wstring below = path.substr(RootName(root).size() + 1);
+        SHDeleteKeyW(root, below.c_str());
+        t_keyHandle kept;
+        if (RegOpenKeyExW(HKEY_CLASSES_ROOT, (kKept + path).c_str(), 0, KEY_READ, kept.Put()) == ERROR_SUCCESS) {
+            SHCopyKeyW(kept.Get(), nullptr, MakeKey(root, below).Get(), 0);
+        }
+    }
+    loaded = keptLoaded;
+    touched.clear();
+}
+
 bool t_simulatedMachine::Run(const wchar_t* option, std::size_t killAfter, t_actionMode mode)
 {
-    std::wstring program = L"TarvoLayout.exe", text = option;
-    wchar_t* arguments[] = {program.data(), text.data()};
-    t_errorChain errors;
+    return RunAction(
+        [&] {
+            std::wstring program = L"TarvoLayout.exe", text = option;
+            wchar_t* arguments[] = {program.data(), text.data()};
+            t_errorChain errors;
+            EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
+            EXPECT_TRUE(errors.IsEmpty());
+        },
+        killAfter);
+}
+
+bool t_simulatedMachine::RunAction(const std::function<void()>& action, std::size_t killAfter)
+{
     changes = 0;
     steps.clear();
     killPoint = killAfter;
     counting = true;
     bool ended = true;
     try {
-        EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
-        EXPECT_TRUE(errors.IsEmpty());
+        action();
     } catch (const t_killed&) {
         ended = false;
     }
@@ -150,6 +195,14 @@ void t_simulatedMachine::Changed()
     }
 }
 
+void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
+{
+    const std::wstring path = FullNameOf(key);
+    // Behind the number of this process, where the scratch registry is.
+    const std::size_t begin = path.find(L"\\8000000");
+    touched.insert(path.substr(begin + 1) + (*name != L'\0' ? L"\\" : L"") + name);
+}
+
 LSTATUS t_simulatedMachine::LoadHive(const wchar_t* name)
 {
     counting = false;
@@ -157,6 +210,8 @@ LSTATUS t_simulatedMachine::LoadHive(const wchar_t* name)
         counting = true;
         return ERROR_SHARING_VIOLATION;
     }
+    Touch(HKEY_USERS, name);
+    Touch(HKEY_USERS, kHiveFile);
     CopyHive(kHiveFile, name);
     counting = true;
     Changed();
@@ -180,8 +235,10 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
     while (KeyExists(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid))) {
         klid += 0x10000;
     }
+    const t_str key = FormatStr(L"%s\\%08X", kLayouts, klid);
+    Touch(HKEY_LOCAL_MACHINE, key.c_str());
     AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
-    WriteText(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid), L"Layout Text", text);
+    WriteText(HKEY_LOCAL_MACHINE, key, L"Layout Text", text);
     steps += std::wstring(L"install ") + text + L"; ";
     counting = true;
     Changed();
@@ -205,6 +262,7 @@ bool t_simulatedMachine::Unload(HKL layout)
 bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 {
     counting = false;
+    Touch(HKEY_LOCAL_MACHINE, kTextService);
     const std::wstring_view parameters = commandLine.substr(commandLine.find(L"/s"));
     const std::wstring switches(parameters.substr(0, parameters.find(L':') - 1));
     steps += switches + std::wstring(FileNamePart(parameters)) + L"; ";

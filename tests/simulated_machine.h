@@ -7,7 +7,9 @@
 #include <wtsapi32.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,12 +52,23 @@ public:
     // Registers an IME layout, which is loaded already or not.
     void AddLayout(std::uint32_t klid, const wchar_t* imeFile, bool isLoaded);
 
+    // Keeps what the registry holds, and puts back what has changed since.
+    void Keep();
+    void Restore();
+
     // Runs one command line as a process of its own would.
     //   option     none when it is empty
     //   killAfter  number of changing calls after which the action is killed; 0 lets it end
     //   mode       the mode without options
     // Returns false when it was killed.
     bool Run(const wchar_t* option, std::size_t killAfter = 0, t_actionMode mode = t_actionMode::Install);
+
+    // Runs an action of the caller's own like that.
+    bool RunAction(const std::function<void()>& action, std::size_t killAfter = 0);
+
+    // The keys that actions have changed or deleted since the machine was kept, as paths below the one that stands for
+    // all predefined keys: "80000002\\System\\…".
+    const std::set<std::wstring>& Touched() const { return touched; }
 
     // Has every opening and creating of a key refused to the actions.
     void RefuseKeys() { refuse = true; }
@@ -70,17 +83,26 @@ public:
 
 private:
     void Changed();
-    template <class Result>
-    Result Counted(Result result)
+    // Makes a changing call on a key, or on what it names below the key.
+    template <class Call>
+    LSTATUS Change(HKEY key, const wchar_t* name, Call call)
     {
+        if (counting) {
+            Touch(key, name);
+        }
+        const LSTATUS result = call();
         Changed();
         return result;
     }
+    // Notes that a key, or what is named below it, is not what it was.
+    void Touch(HKEY key, const wchar_t* name);
 
     t_scratchRegistry registry;
     t_fakeOsVersion os;
     std::wstring userSid;
     std::vector<HKL> loaded;
+    std::vector<HKL> keptLoaded;
+    std::set<std::wstring> touched;
     std::size_t changes = 0;
     std::size_t killPoint = 0;
     std::wstring steps;
@@ -92,15 +114,19 @@ private:
     {                                                                                                                  \
 #function, __VA_ARGS__                                                                                         \
     }
-    PATCH(setValue, RegSetValueExW, 0, [this](auto... all) { return Counted(setValue.Original(all...)); });
-    PATCH(deleteKey, RegDeleteKeyW, 1, [this](auto... all) { return Counted(deleteKey.Original(all...)); });
-    PATCH(deleteValue, RegDeleteValueW, 2, [this](auto... all) { return Counted(deleteValue.Original(all...)); });
+    PATCH(setValue, RegSetValueExW, 0,
+          [this](HKEY key, auto... all) { return Change(key, L"", [&] { return setValue.Original(key, all...); }); });
+    PATCH(deleteKey, RegDeleteKeyW, 1,
+          [this](HKEY key, LPCWSTR name) { return Change(key, name, [&] { return deleteKey.Original(key, name); }); });
+    PATCH(deleteValue, RegDeleteValueW, 2,
+          [this](HKEY key, LPCWSTR name) { return Change(key, L"", [&] { return deleteValue.Original(key, name); }); });
     PATCH(openKey, RegOpenKeyExW, 0,
           [this](auto... all) { return refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : openKey.Original(all...); });
     PATCH(createKey, RegCreateKeyExW, 0, [this](HKEY root, LPCWSTR name, auto... all) {
-        const LSTATUS result =
-            refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : createKey.Original(root, name, all...);
-        return *name != L'\0' ? Counted(result) : result; // an empty name only gives another handle
+        const auto create = [&] {
+            return refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : createKey.Original(root, name, all...);
+        };
+        return *name != L'\0' ? Change(root, name, create) : create(); // an empty name only gives another handle
     });
     PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY, LPCWSTR name, LPCWSTR) { return LoadHive(name); });
     PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR name) { return UnloadHive(name); });

@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+
+#include "base/ascii_case.h"
+#include "tests/fault_sweep.h"
+#include "tests/simulated_machine.h"
+
+// The shipped program's entry.
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int);
+
+namespace {
+
+// The calls that can lose another maker's entry of a preload list when they fail: the list is deleted, made anew and
+// filled from what was read before.
+const std::map<std::string_view, const char*> kRisks = {
+    {"RegEnumValueW", "reading ends at the first failure, and only what was read is written again"},
+    {"RegCreateKeyExW", "the list that was deleted is not made anew"},
+    {"RegSetValueExW", "the entry is not written"},
+};
+
+constexpr wchar_t kHidden[] = L"own\\SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
+
+// Whether a key may be changed or deleted at all.
+bool IsPlaceOfActions(const std::wstring& path)
+{
+    constexpr const wchar_t* kPlaces[] = {L"\\keyboard layout\\preload",
+                                          L"\\{34745c63}\\0000000",
+                                          L"\\keyboard layouts\\e021",
+                                          L"\\keyboard layouts\\e022",
+                                          L"\\keyboard layouts\\e023",
+                                          L"\\hiddendummylayouts",
+                                          L"\\{7c2b4e10-",
+                                          L"\\default_user",
+                                          L"\\file of the default profile"};
+    return std::any_of(std::begin(kPlaces), std::end(kPlaces),
+                       [folded = FoldCase(path)](const wchar_t* place) { return folded.find(place) != folded.npos; });
+}
+
+// Whether a list still has the entries of another one that are not the product's, in their order.
+bool KeepsForeign(const t_machineState::t_list& after, const t_machineState::t_list& before)
+{
+    auto at = after.begin();
+    return std::all_of(before.begin(), before.end(), [&](const std::wstring& entry) {
+        at = entry > L"e0200804" ? at : std::find(at, after.end(), entry);
+        return entry > L"e0200804" || at++ != after.end();
+    });
+}
+
+class FaultsOfActions : public testing::TestWithParam<std::pair<WORD, WORD>>
+{
+protected:
+    FaultsOfActions() : machine(5, 2)
+    {
+        // Another maker's text service, and layouts that are hidden from the user.
+        constexpr wchar_t kProfile[] = L"SoftWare\\Microsoft\\CTF\\TIP\\{11111111-2222-3333-4444-555555555555}\\"
+                                       L"LanguageProfile\\0x00000804\\{66666666-7777-8888-9999-AAAAAAAAAAAA}";
+        WriteText(HKEY_LOCAL_MACHINE, kProfile, L"Description", L"Other");
+        WriteText(HKEY_LOCAL_MACHINE, kProfile, L"SubstituteLayout", L"E0200804");
+        WriteText(HKEY_CLASSES_ROOT, L"CLSID\\{11111111-2222-3333-4444-555555555555}\\InProcServer32", L"",
+                  L"C:\\other.dll");
+        for (const wchar_t* const value : {L"1", L"00000409", L"e0220804"}) {
+            WriteText(HKEY_USERS, kHidden, value, L"");
+        }
+    }
+
+    void Try(const std::string& option)
+    {
+        commandLine = L"TarvoLayout.exe " + std::wstring(option.begin(), option.end());
+        machine.Keep();
+        const t_machineState before = machine.State();
+        t_faultSweep sweep;
+        int status = 0;
+        sweep.Sweep(
+            option + " on " + std::to_string(GetParam().first) + "." + std::to_string(GetParam().second),
+            [&] {
+                machine.Restore();
+                boxes = hivesLoaded = 0;
+                privileges.clear();
+            },
+            [&] { machine.RunAction([&] { status = wWinMain(nullptr, nullptr, nullptr, 0); }); },
+            [&] { Check(sweep, before, status); });
+    }
+
+    void Check(const t_faultSweep& sweep, const t_machineState& before, int status)
+    {
+        const bool rejected = sweep.Failed("CommandLineToArgvW");
+        EXPECT_EQ(rejected ? -1 : 0, status);
+        EXPECT_EQ(rejected && !sweep.Failed("MessageBoxW") ? 1 : 0, boxes);
+        const t_machineState after = machine.State();
+        EXPECT_EQ(sweep.Failed("RegUnLoadKeyW"), after.defaultHiveLoaded);
+        if (!sweep.Failed("OpenProcessToken") && !sweep.Failed("LookupPrivilegeValueW") &&
+            !sweep.Failed("AdjustTokenPrivileges")) {
+            for (const auto& [privilege, attributes] : privileges) {
+                EXPECT_EQ(hivesLoaded != 0 ? DWORD{SE_PRIVILEGE_REMOVED} : DWORD{SE_PRIVILEGE_ENABLED}, attributes);
+            }
+        }
+        for (const std::wstring& path : machine.Touched()) {
+            EXPECT_TRUE(IsPlaceOfActions(path)) << path;
+        }
+        EXPECT_TRUE(KeepsForeign(after.sortOrder, before.sortOrder));
+        EXPECT_NE(std::wstring::npos, DumpKey(HKEY_USERS, kHidden).find(L"00000409="));
+        // One list at most is in the middle of being rewritten, and nothing can save it when every later call fails.
+        std::string lost;
+        for (const auto& [hive, list] : before.preload) {
+            if (!KeepsForeign(after.preload.at(hive), list)) {
+                lost += std::string(hive.begin(), hive.end()) + " ";
+            }
+        }
+        if (!lost.empty()) {
+            EXPECT_EQ(lost.size() - 1, lost.find(' ')) << lost;
+            EXPECT_TRUE(sweep.FailsEveryLater() || kRisks.contains(sweep.FailedFirst())) << lost;
+            risksSeen.insert(sweep.FailedFirst());
+        }
+    }
+
+    static void TearDownTestSuite()
+    {
+        for (const auto& [function, reason] : kRisks) {
+            EXPECT_TRUE(risksSeen.contains(function)) << function << ": it is not true that " << reason;
+        }
+    }
+
+    t_simulatedMachine machine;
+    std::wstring commandLine;
+    int boxes = 0, hivesLoaded = 0;
+    std::map<DWORD, DWORD> privileges;
+    static inline std::set<std::string_view> risksSeen;
+    REPLACE(line, GetCommandLineW, [this] { return commandLine.data(); });
+    REPLACE(box, MessageBoxW, [this](auto...) { return ++boxes; });
+    REPLACE(adjust, AdjustTokenPrivileges, [this](HANDLE, WINBOOL, TOKEN_PRIVILEGES* change, auto...) -> WINBOOL {
+        privileges[change->Privileges[0].Luid.LowPart] = change->Privileges[0].Attributes;
+        return TRUE;
+    });
+    REPLACE(load, RegLoadKeyW, [this](auto... all) {
+        const LSTATUS result = load.Original(all...);
+        hivesLoaded += result == ERROR_SUCCESS ? 1 : 0;
+        return result;
+    });
+};
+
+} // namespace
+
+TEST_P(FaultsOfActions, Sweep)
+{
+    const auto [major, minor] = GetParam();
+    machine.Upgrade(major == 10 ? WORD{6} : major, minor == 2 ? WORD{2} : WORD{1});
+    if (major != 10) {
+        Try("--install");
+        machine.Restore();
+    }
+    machine.Run(L"--install");
+    if (major == 10) {
+        machine.Upgrade(major, minor);
+        machine.AddLayout(0xE0220804, L"TarvoPY.ime", false);
+        machine.AddLayout(0xE0230804, L"TarvoTSF.ime", true);
+        Try("--install");
+        machine.Restore();
+        // A class of programs of the user's own has the registering program started without the shell.
+        MakeKey(HKEY_CURRENT_USER, L"Software\\Classes\\exefile");
+    }
+    for (const char* const option : {"--uninstall", "--debug", "--copy", "--delete"}) {
+        Try(option);
+        machine.Restore();
+    }
+}
+INSTANTIATE_TEST_SUITE_P(On, FaultsOfActions,
+                         testing::Values(std::pair(WORD{5}, WORD{2}), std::pair(WORD{6}, WORD{1}),
+                                         std::pair(WORD{10}, WORD{0})));
