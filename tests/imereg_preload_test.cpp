@@ -20,7 +20,7 @@ TEST(Preload, RandomListsBecomeWhatTheModelMakesOfThem)
         for (int step = 0; step < 3; ++step) {
             t_storedKey hive = ReadTree(HKEY_CURRENT_USER);
             const std::wstring before = hive.Dump();
-            const std::uint32_t klid = random.Of({0xE0200804u, 0xE0210804u, 0x00000804u});
+            const std::uint32_t klid = random.Of({0xE0200804u, 0xE0210804u, 0x00000804u, 0xE0990804u});
             set.calls = flush.calls = t_storedKey::writes = 0;
             if (random.OneIn(2)) {
                 const bool known = n_model::AddToPreload(hive, klid, major >= 6);

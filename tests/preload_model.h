@@ -128,7 +128,7 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
         if (many && random.OneIn(9)) {
             write(L"0" + std::to_wstring(position)); // counts twice
         }
-        write(!many && random.OneIn(9) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
+        write(!many && random.OneIn(5) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
                                                     L"1234567890", L"4294967297"})
                                        : std::to_wstring(position).c_str());
     }

@@ -106,7 +106,7 @@ inline void WriteRandomText(t_random& random, HKEY root, const std::wstring& pat
                             std::wstring text, DWORD type = REG_SZ)
 {
     if (random.OneIn(12)) {
-        text.resize(random.Of({3u, 258u, 260u}) + random.Below(3), L'x');
+        text.resize(random.Of({3u, 30u, 258u, 260u}) + random.Below(3), L'x');
     } else if (random.OneIn(12)) {
         text.insert(random.Below(text.size() + 1), 1, L'\0');
     }
