@@ -50,7 +50,8 @@ bool t_configFile::Load(t_errorChain& errors, const wchar_t* path, std::size_t m
     }
     text.Clear();
     ReadItems();
-    if (IsMissing(path)) {
+    // Content that was read was there, whatever the system says now.
+    if (loss->second == t_loss::unread && IsMissing(path)) {
         losses.erase(loss);
     }
     return false;

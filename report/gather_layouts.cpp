@@ -16,7 +16,7 @@ namespace {
 // layout that the profile stands for.
 t_str ReadProfileName(const t_layout& layout)
 {
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     t_reg languages(HKEY_LOCAL_MACHINE);
     if (!languages.Open(
             unreported,
@@ -48,20 +48,21 @@ bool IsServerMissing(const t_str& server)
     return !ReadFile(path).present;
 }
 
-t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_hkl& record)
+t_layout MakeLayout(const t_hklManager_InstallWrap& manager, const t_layoutKeys& keys, const t_hkl& record)
 {
     t_layout layout;
     layout.klid = record.klid;
     layout.handle = record.hkl;
     layout.langId = record.langId;
-    t_errorChain unreported;
-    manager.GetImeFileName(unreported, layout.imeFile, record);
-    if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(record.klid, key)) {
+    if (t_layoutKey key; record.klid != 0 && ReadLayoutKey(keys, record.klid, key)) {
         layout.keyImeFile = key.imeFile;
         layout.name = key.name;
         layout.odd = std::move(key.odd);
     }
+    layout.imeFile = layout.keyImeFile;
     if (IsTextServiceProfile(record)) {
+        t_errorChain unreported(t_errorChain::kDiscarding);
+        manager.GetImeFileName(unreported, layout.imeFile, record);
         layout.service = FormatGuid(record.clsid);
         layout.profile = FormatGuid(record.profileGuid);
         if (const t_str name = ReadProfileName(layout); !name.empty()) {
@@ -83,8 +84,9 @@ t_layouts GatherLayouts()
     if (!manager.GetLayoutList(errors, records)) {
         layouts.unseen.push_back(DescribeErrors(errors));
     }
+    const t_layoutKeys keys;
     for (const t_hkl& record : records) {
-        layouts.records.push_back(MakeLayout(manager, record));
+        layouts.records.push_back(MakeLayout(manager, keys, record));
     }
     return layouts;
 }

@@ -25,7 +25,7 @@ std::uint32_t ParseKlid(std::wstring_view text)
 void NameEntry(t_entry& entry)
 {
     t_layoutKey key;
-    entry.known = entry.klid != 0 && ReadLayoutKey(entry.klid, key);
+    entry.known = entry.klid != 0 && ReadLayoutKey(t_layoutKeys(), entry.klid, key);
     entry.imeFile = key.imeFile;
     entry.name = key.name;
 }

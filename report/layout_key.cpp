@@ -9,7 +9,7 @@ namespace n_report {
 
 t_str ReadDisplayName(const t_reg& key, const wchar_t* indirectValueName)
 {
-    t_errorChain unreported;
+    t_errorChain unreported(t_errorChain::kDiscarding);
     t_str stored, name;
     if (key.ReadString(unreported, stored, MAX_PATH, indirectValueName) && stored.starts_with(L'@') &&
         LoadIndirectString(unreported, name, stored)) {
@@ -21,11 +21,17 @@ t_str ReadDisplayName(const t_reg& key, const wchar_t* indirectValueName)
     return name;
 }
 
-bool ReadLayoutKey(std::uint32_t klid, t_layoutKey& layout)
+t_layoutKeys::t_layoutKeys() : t_reg(HKEY_LOCAL_MACHINE)
 {
-    t_errorChain unreported;
-    t_reg key(HKEY_LOCAL_MACHINE);
-    if (!key.Open(unreported, FormatStr(L"%s\\%08x", kKeyboardLayoutsKey, klid).c_str(), t_regAccess::view32)) {
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32);
+}
+
+bool ReadLayoutKey(const t_layoutKeys& keys, std::uint32_t klid, t_layoutKey& layout)
+{
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    t_reg key(keys);
+    if (!key.Open(unreported, FormatStr(L"%08x", klid).c_str(), t_regAccess::view32)) {
         return false;
     }
     layout = {};
@@ -40,8 +46,7 @@ bool ReadLayoutKey(std::uint32_t klid, t_layoutKey& layout)
             layout.odd.push_back(FormatStr(L"\"%s\": %s", name, stored.odd.c_str()));
         }
     }
-    t_errorChain discarded;
-    key.ReadString(discarded, layout.imeFile, MAX_PATH, L"Ime File");
+    key.ReadString(unreported, layout.imeFile, MAX_PATH, L"Ime File");
     return true;
 }
 

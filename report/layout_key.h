@@ -15,8 +15,14 @@ struct t_layoutKey
     t_texts odd; // texts that Windows does not write so
 };
 
+// The open key that holds those of the layouts; closed when it cannot be opened.
+struct t_layoutKeys : t_reg
+{
+    t_layoutKeys();
+};
+
 // Reads the key of a layout. Returns false when there is none.
-bool ReadLayoutKey(std::uint32_t klid, t_layoutKey& layout);
+bool ReadLayoutKey(const t_layoutKeys& keys, std::uint32_t klid, t_layoutKey& layout);
 
 // The display name in the key of a layout or of a text service's profile: the indirect string under one of the value
 // names, resolved; else "Description"; else "Layout Text". Empty without any.

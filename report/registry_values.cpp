@@ -1,5 +1,7 @@
 #include "report/registry_values.h"
 
+#include <memory>
+
 #include "report/described_errors.h"
 
 namespace n_report {
@@ -28,13 +30,13 @@ t_keyHandle OpenToRead(HKEY root, const t_str& path, const t_str& label, t_texts
 
 bool ReadValue(HKEY key, const wchar_t* name, t_rawValue& value)
 {
-    std::vector<std::uint8_t> data(kMaxDataBytes);
+    const auto data = std::make_unique_for_overwrite<std::uint8_t[]>(kMaxDataBytes);
     DWORD bytes = kMaxDataBytes;
-    if (RegQueryValueExW(key, name, nullptr, &value.type, data.data(), &bytes) != ERROR_SUCCESS) {
+    if (RegQueryValueExW(key, name, nullptr, &value.type, data.get(), &bytes) != ERROR_SUCCESS) {
         return false;
     }
     value.name = name;
-    value.data.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(bytes));
+    value.data.assign(data.get(), data.get() + bytes);
     return true;
 }
 

@@ -22,6 +22,13 @@ const std::map<std::string_view, const char*> kRisks = {
     {"RegSetValueExW", "the entry is not written"},
 };
 
+// The calls without which everything is done all the same.
+const std::set<std::string_view> kSpareable = {
+    "AdjustTokenPrivileges", "CoInitializeEx",     "ConvertStringSecurityDescriptorToSecurityDescriptorW",
+    "CreateMutexW",          "ImmDisableIME",      "LookupPrivilegeValueW",
+    "OpenProcessToken",      "RegFlushKey",        "ProcessIdToSessionId",
+    "SetDllDirectoryW",      "WaitForSingleObject"};
+
 constexpr wchar_t kHidden[] = L"own\\SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 
 // Whether a key may be changed or deleted at all.
@@ -72,6 +79,7 @@ protected:
         commandLine = L"TarvoLayout.exe " + std::wstring(option.begin(), option.end());
         machine.Keep();
         const t_machineState before = machine.State();
+        ++sweeps;
         t_faultSweep sweep;
         int status = 0;
         sweep.Sweep(
@@ -91,6 +99,11 @@ protected:
         EXPECT_EQ(rejected ? -1 : 0, status);
         EXPECT_EQ(rejected && !sweep.Failed("MessageBoxW") ? 1 : 0, boxes);
         const t_machineState after = machine.State();
+        if (sweep.FailedFirst().empty()) {
+            undisturbed = Describe(after);
+        } else if (!sweep.FailsEveryLater() && kSpareable.contains(sweep.FailedFirst())) {
+            EXPECT_EQ(undisturbed, Describe(after));
+        }
         EXPECT_EQ(sweep.Failed("RegUnLoadKeyW"), after.defaultHiveLoaded);
         if (!sweep.Failed("OpenProcessToken") && !sweep.Failed("LookupPrivilegeValueW") &&
             !sweep.Failed("AdjustTokenPrivileges")) {
@@ -119,15 +132,19 @@ protected:
 
     static void TearDownTestSuite()
     {
+        if (sweeps < 15) {
+            return; // not all of them were asked for
+        }
         for (const auto& [function, reason] : kRisks) {
             EXPECT_TRUE(risksSeen.contains(function)) << function << ": it is not true that " << reason;
         }
     }
 
     t_simulatedMachine machine;
-    std::wstring commandLine;
+    std::wstring commandLine, undisturbed;
     int boxes = 0, hivesLoaded = 0;
     std::map<DWORD, DWORD> privileges;
+    static inline int sweeps = 0;
     static inline std::set<std::string_view> risksSeen;
     REPLACE(line, GetCommandLineW, [this] { return commandLine.data(); });
     REPLACE(box, MessageBoxW, [this](auto...) { return ++boxes; });

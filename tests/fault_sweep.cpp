@@ -14,34 +14,23 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <optional>
 
 #include "tests/import_patch.h"
 
 namespace {
 
-using t_ways = std::vector<t_systemCall::t_way>;
-
 t_faultSweep* current = nullptr;
 
 FARPROC StandIn(HMODULE module, const char* name, FARPROC found);
 
-template <class Value>
-Value As(std::intptr_t value)
+template <class To, class From>
+To As(From value)
 {
-    if constexpr (std::is_pointer_v<Value>) {
-        return reinterpret_cast<Value>(value);
+    if constexpr (std::is_pointer_v<To> || std::is_pointer_v<From>) {
+        return reinterpret_cast<To>(value);
     } else {
-        return static_cast<Value>(value);
-    }
-}
-
-template <class Value>
-std::intptr_t Number(Value value)
-{
-    if constexpr (std::is_pointer_v<Value>) {
-        return reinterpret_cast<std::intptr_t>(value);
-    } else {
-        return static_cast<std::intptr_t>(value);
+        return static_cast<To>(value);
     }
 }
 
@@ -69,7 +58,7 @@ struct ImmStub<Result (*)(Args...), tag>
             current->Leave(call, 0);
         } else {
             Result result = original(arguments...);
-            current->Leave(call, Number(result));
+            current->Leave(call, As<std::intptr_t>(result));
             if constexpr (std::is_same_v<Result (*)(Args...), decltype(&GetProcAddress)>) {
                 return StandIn(arguments..., result);
             }
@@ -79,192 +68,143 @@ struct ImmStub<Result (*)(Args...), tag>
 };
 
 template <class Function, int tag>
-t_systemCall* Describe(t_systemCall call)
+t_systemCall* MakeStub(const char* name)
 {
     using t_stub = ImmStub<Function, tag>;
-    call.stub = reinterpret_cast<void*>(&t_stub::Call);
-    call.original = reinterpret_cast<void**>(&t_stub::original);
-    t_stub::call = std::move(call);
+    t_stub::call.name = name;
+    t_stub::call.stub = reinterpret_cast<void*>(&t_stub::Call);
+    t_stub::call.original = reinterpret_cast<void**>(&t_stub::original);
     return &t_stub::call;
 }
 
-// A function that returns an error code.
-t_systemCall Status(t_resource resource, std::initializer_list<std::intptr_t> codes)
+// The functions with what they give and how they fail.
+class t_table
 {
-    t_systemCall call{.resource = resource, .given = 1, .zeroSucceeds = true};
-    for (const std::intptr_t code : codes) {
-        call.ways.push_back({code, static_cast<DWORD>(code)});
+public:
+    t_table()
+    {
+        using enum t_resource;
+        constexpr DWORD kDenied = ERROR_ACCESS_DENIED, kMemory = ERROR_NOT_ENOUGH_MEMORY,
+                        kMissing = ERROR_FILE_NOT_FOUND, kSmall = ERROR_INSUFFICIENT_BUFFER,
+                        kDevice = ERROR_GEN_FAILURE, kFull = ERROR_DISK_FULL, kBusy = ERROR_NO_SYSTEM_RESOURCES,
+                        kShared = ERROR_SHARING_VIOLATION, kEnd = ERROR_NO_MORE_ITEMS, kMore = ERROR_MORE_DATA,
+                        kBad = ERROR_INVALID_PARAMETER;
+        constexpr std::intptr_t kTooLong = 40000; // a length that no buffer has
+#define CALL(function) MakeStub<decltype(&function), __COUNTER__>(#function)
+#define LOOKED_UP(name, ...) MakeStub<__VA_ARGS__, __COUNTER__>(name)
+
+        // Functions that return an error code
+        Fails(key, {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
+        Fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW), CALL(RegCreateKeyW)});
+        Fails(none, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
+        Fails(none, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
+        Fails(none, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
+        Fails(none, {}, {kDenied, kBusy}, {CALL(RegSetValueExW)});
+        Fails(none, {}, {kShared, ERROR_PRIVILEGE_NOT_HELD}, {CALL(RegLoadKeyW)});
+        Fails(none, {}, {kDenied},
+              {CALL(RegFlushKey), CALL(RegQueryInfoKeyW), CALL(RegUnLoadKeyW), CALL(SetNamedSecurityInfoW),
+               CALL(SetSecurityInfo)});
+        Fails(memory, {}, {kDenied, kMemory}, {CALL(GetNamedSecurityInfoW), CALL(SetEntriesInAclW)});
+        Fails(none, {}, {E_FAIL},
+              {CALL(SHGetFolderPathW), LOOKED_UP("NtQueryKey", LONG(*)(HKEY, int, void*, ULONG, ULONG*)),
+               LOOKED_UP("RtlGetVersion", LONG(*)(void*))});
+        Fails(task, {}, {E_FAIL},
+              {LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**))});
+        Fails(com, {}, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE}, {CALL(CoInitializeEx)});
+        Fails(mutex, {}, {WAIT_TIMEOUT, WAIT_FAILED}, {CALL(WaitForSingleObject)});
+
+        // Functions that return nothing on failure
+        Fails(none, 0, {kDenied},
+              {CALL(AdjustTokenPrivileges), CALL(CheckTokenMembership), CALL(GetFileSecurityW),
+               CALL(GetSecurityDescriptorControl), CALL(GetSecurityDescriptorDacl), CALL(GetSecurityDescriptorSacl),
+               CALL(SetKernelObjectSecurity), CALL(SetSecurityDescriptorControl), CALL(ProcessIdToSessionId),
+               CALL(LookupPrivilegeValueW), CALL(DeleteFileW), CALL(SetFileAttributesW), CALL(ImmDisableIME),
+               CALL(UnloadKeyboardLayout)});
+        Fails(none, 0, {kMissing},
+              {CALL(GetFileVersionInfoSizeW), CALL(VerQueryValueW), CALL(GetModuleHandleExW), CALL(GetModuleHandleW),
+               CALL(GetProcAddress), CALL(SHGetSpecialFolderPathW), CALL(ImmGetIMEFileNameW), CALL(LoadStringW)});
+        Fails(none, 0, {kMemory},
+              {CALL(GetFileVersionInfoW), CALL(GetKeyboardLayoutList), CALL(MessageBoxW), CALL(SetDllDirectoryW)});
+        Fails(none, 0, {kDevice},
+              {CALL(GetFileInformationByHandle), CALL(GetFileSizeEx), CALL(ReadFile), CALL(SetFilePointerEx),
+               LOOKED_UP("GetFileInformationByHandleEx", BOOL(*)(HANDLE, int, void*, DWORD))});
+        Fails(none, 0, {kFull}, {CALL(FlushFileBuffers), CALL(SetEndOfFile), CALL(WriteFile)});
+        Fails(none, 0, {kBad},
+              {CALL(MultiByteToWideChar), CALL(VirtualQuery), CALL(WideCharToMultiByte),
+               LOOKED_UP("CompareStringOrdinal", int (*)(const wchar_t*, int, const wchar_t*, int, BOOL)),
+               LOOKED_UP("GetVersionExW", BOOL(*)(OSVERSIONINFOW*)),
+               LOOKED_UP("SetDefaultDllDirectories", BOOL(*)(DWORD))});
+        Fails(none, 0, {kSmall, kDenied}, {CALL(GetTokenInformation), CALL(LookupAccountNameW)});
+        Fails(none, 0, {kDenied, kMissing}, {CALL(GetFileAttributesExW), CALL(ShellExecuteExW)});
+        Fails(none, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing}, {CALL(GetFileAttributesW)});
+        Fails(none, 0, {kDenied, kShared, kFull}, {CALL(MoveFileExW)});
+        Fails(none, 0, {kMissing, kDenied, ERROR_SUCCESS}, {CALL(ImmInstallIMEW)});
+        Fails(memory, 0, {kMemory},
+              {CALL(CommandLineToArgvW), CALL(ConvertSidToStringSidW),
+               CALL(ConvertStringSecurityDescriptorToSecurityDescriptorW), CALL(FormatMessageW)});
+        Fails(handle, 0, {kMissing, kDenied},
+              {CALL(CreateFileMappingW), CALL(CreateMutexW), CALL(OpenFileMappingW), CALL(OpenMutexW),
+               CALL(OpenProcess), CALL(OpenProcessToken)});
+        Fails(handle, -1, {kDenied, kMissing, kShared}, {CALL(CreateFileW), CALL(CreateToolhelp32Snapshot)});
+        Fails(handle, 0, {kDenied}, {CALL(CreateProcessW)}, 2);
+        Fails(library, 0, {kMissing}, {CALL(LoadLibraryExW)});
+        Fails(identifier, 0, {kMemory}, {CALL(AllocateAndInitializeSid)});
+        Fails(section, 0, {kMemory}, {CALL(InitializeCriticalSectionAndSpinCount)});
+        Fails(sessionText, 0, {RPC_S_SERVER_UNAVAILABLE}, {CALL(WTSQuerySessionInformationW)});
+        Fails(view, 0, {kMemory, kDenied}, {CALL(MapViewOfFile)});
+        Fails(block, 0, {kMemory}, {CALL(GlobalAlloc)});
+
+        // Functions that return a length, which may be more than the buffer has
+        Add({.ways = {{0, kMissing}, {MAX_PATH, 0}, {kTooLong, 0}}}, {CALL(GetSystemDirectoryW)});
+        Add({.ways = {{0, kMissing}, {MAX_PATH, kSmall}}}, {CALL(GetModuleFileNameW)});
+        Add({.ways = {{0, kMissing}, {kTooLong, 0}}},
+            {CALL(GetFullPathNameW), CALL(GetLongPathNameW), CALL(GetTempPathW),
+             LOOKED_UP("GetFinalPathNameByHandleW", DWORD(*)(HANDLE, wchar_t*, DWORD, DWORD))});
+
+        // Functions that take back, and do not fail
+        std::size_t resource = 0; // in their order
+        for (t_systemCall* const call :
+             {CALL(RegCloseKey), CALL(CloseHandle), CALL(UnmapViewOfFile), CALL(LocalFree), CALL(GlobalFree),
+              CALL(WTSFreeMemory), CALL(FreeSid), CALL(CoUninitialize), CALL(FreeLibrary), CALL(ReleaseMutex),
+              CALL(DeleteCriticalSection), CALL(LeaveCriticalSection), CALL(CoTaskMemFree)}) {
+            Add({.resource = static_cast<t_resource>(++resource), .given = -1}, {call});
+        }
+        Add({.resource = entered, .given = 1}, {CALL(EnterCriticalSection)}); // which cannot fail either
+#undef CALL
+#undef LOOKED_UP
     }
-    return call;
-}
 
-// A function that returns one value for every failure and sets the last error.
-t_systemCall Value(t_resource resource, std::intptr_t failure, std::initializer_list<DWORD> errors, int given = 1)
-{
-    t_systemCall call{.resource = resource, .given = given};
-    for (const DWORD error : errors) {
-        call.ways.push_back({failure, error});
+    std::vector<t_systemCall*> calls;
+
+private:
+    using t_calls = std::initializer_list<t_systemCall*>;
+
+    void Add(const t_systemCall& rule, t_calls functions)
+    {
+        for (t_systemCall* const call : functions) {
+            call->resource = rule.resource;
+            call->given = rule.given;
+            call->ways = rule.ways;
+            call->zeroSucceeds = rule.zeroSucceeds;
+            calls.push_back(call);
+        }
     }
-    return call;
-}
-
-// A function that fails in several values.
-t_systemCall Values(t_ways ways)
-{
-    return {.ways = std::move(ways)};
-}
-
-// A function that gives something back, or cannot fail.
-t_systemCall Release(t_resource resource, int given = -1)
-{
-    return {.resource = resource, .given = given};
-}
+    //   failure  what is returned on failure; none for a function that returns the code
+    void Fails(t_resource resource, std::optional<std::intptr_t> failure, std::initializer_list<std::int64_t> codes,
+               t_calls functions, int given = 1)
+    {
+        t_systemCall rule{.resource = resource, .given = given, .zeroSucceeds = !failure};
+        for (const std::int64_t code : codes) {
+            rule.ways.push_back({failure.value_or(code), static_cast<DWORD>(code)});
+        }
+        Add(rule, functions);
+    }
+};
 
 const std::vector<t_systemCall*>& SystemCalls()
 {
-    using enum t_resource;
-    constexpr DWORD kDenied = ERROR_ACCESS_DENIED, kMemory = ERROR_NOT_ENOUGH_MEMORY, kMissing = ERROR_FILE_NOT_FOUND,
-                    kSmall = ERROR_INSUFFICIENT_BUFFER, kDevice = ERROR_GEN_FAILURE;
-    constexpr DWORD kShared = ERROR_SHARING_VIOLATION, kUnknown = ERROR_PROC_NOT_FOUND;
-    constexpr std::intptr_t kTooLong = 40000; // a length that no buffer has
-#define CALL(function, ...) Named(#function, Describe<decltype(&function), __LINE__>(__VA_ARGS__))
-#define LOOKED_UP(name, type, ...) Named(name, Describe<type, __LINE__>(__VA_ARGS__))
-    const auto Named = [](const char* name, t_systemCall* call) {
-        call->name = name;
-        return call;
-    };
-    static const std::vector<t_systemCall*> calls = {
-        // Registry
-        CALL(RegOpenKeyExW, Status(key, {kMissing, kDenied})),
-        CALL(RegOpenKeyW, Status(key, {kMissing, kDenied})),
-        CALL(RegCreateKeyExW, Status(key, {kDenied, ERROR_INVALID_PARAMETER, ERROR_NO_SYSTEM_RESOURCES})),
-        CALL(RegCreateKeyW, Status(key, {kDenied})),
-        CALL(RegDeleteKeyW, Status(none, {kDenied, kMissing})),
-        CALL(RegDeleteValueW, Status(none, {kDenied, kMissing})),
-        CALL(RegEnumKeyExW, Status(none, {ERROR_NO_MORE_ITEMS, ERROR_MORE_DATA})),
-        CALL(RegEnumKeyW, Status(none, {ERROR_NO_MORE_ITEMS, ERROR_MORE_DATA})),
-        CALL(RegEnumValueW, Status(none, {ERROR_NO_MORE_ITEMS, ERROR_MORE_DATA})),
-        CALL(RegFlushKey, Status(none, {ERROR_REGISTRY_IO_FAILED})),
-        CALL(RegLoadKeyW, Status(none, {kShared, ERROR_PRIVILEGE_NOT_HELD})),
-        CALL(RegQueryInfoKeyW, Status(none, {kDenied})),
-        CALL(RegQueryValueExW, Status(none, {kMissing, ERROR_MORE_DATA})),
-        CALL(RegSetValueExW, Status(none, {kDenied, ERROR_NO_SYSTEM_RESOURCES})),
-        CALL(RegUnLoadKeyW, Status(none, {kDenied})),
-        CALL(RegCloseKey, Release(key)),
-        LOOKED_UP("NtQueryKey", LONG(*)(HKEY, int, void*, ULONG, ULONG*), Status(none, {LONG(0xC0000022)})),
-
-        // Tokens, accounts and security
-        CALL(AdjustTokenPrivileges, Value(none, 0, {kDenied})),
-        CALL(AllocateAndInitializeSid, Value(identifier, 0, {kMemory})),
-        CALL(CheckTokenMembership, Value(none, 0, {kDenied})),
-        CALL(ConvertSidToStringSidW, Value(memory, 0, {kMemory})),
-        CALL(ConvertStringSecurityDescriptorToSecurityDescriptorW, Value(memory, 0, {kMemory})),
-        CALL(FreeSid, Release(identifier)),
-        CALL(GetFileSecurityW, Value(none, 0, {kDenied})),
-        CALL(GetNamedSecurityInfoW, Status(memory, {kDenied, kMissing})),
-        CALL(GetSecurityDescriptorControl, Value(none, 0, {kDenied})),
-        CALL(GetSecurityDescriptorDacl, Value(none, 0, {kDenied})),
-        CALL(GetSecurityDescriptorSacl, Value(none, 0, {kDenied})),
-        CALL(GetTokenInformation, Value(none, 0, {kSmall, kDenied})),
-        CALL(LookupAccountNameW, Value(none, 0, {kSmall, ERROR_NONE_MAPPED})),
-        CALL(LookupPrivilegeValueW, Value(none, 0, {ERROR_NO_SUCH_PRIVILEGE})),
-        CALL(OpenProcessToken, Value(handle, 0, {kDenied})),
-        CALL(SetEntriesInAclW, Status(memory, {kMemory})),
-        CALL(SetKernelObjectSecurity, Value(none, 0, {kDenied})),
-        CALL(SetNamedSecurityInfoW, Status(none, {kDenied})),
-        CALL(SetSecurityDescriptorControl, Value(none, 0, {kDenied})),
-        CALL(SetSecurityInfo, Status(none, {kDenied})),
-        CALL(ProcessIdToSessionId, Value(none, 0, {kDenied})),
-        CALL(WTSQuerySessionInformationW, Value(sessionText, 0, {RPC_S_SERVER_UNAVAILABLE})),
-        CALL(WTSFreeMemory, Release(sessionText)),
-
-        // Files and modules
-        CALL(CreateFileW, Value(handle, -1, {kDenied, kMissing, kShared})),
-        CALL(DeleteFileW, Value(none, 0, {kDenied})),
-        CALL(FlushFileBuffers, Value(none, 0, {ERROR_DISK_FULL})),
-        CALL(GetFileAttributesExW, Value(none, 0, {kDenied, kMissing})),
-        CALL(GetFileAttributesW, Value(none, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing})),
-        CALL(GetFileInformationByHandle, Value(none, 0, {kDevice})),
-        CALL(GetFileSizeEx, Value(none, 0, {kDevice})),
-        CALL(GetFileVersionInfoSizeW, Value(none, 0, {ERROR_RESOURCE_TYPE_NOT_FOUND})),
-        CALL(GetFileVersionInfoW, Value(none, 0, {kMemory})),
-        CALL(VerQueryValueW, Value(none, 0, {ERROR_RESOURCE_TYPE_NOT_FOUND})),
-        CALL(GetFullPathNameW, Values({{0, ERROR_INVALID_NAME}, {kTooLong, 0}})),
-        CALL(GetLongPathNameW, Values({{0, kMissing}, {kTooLong, 0}})),
-        CALL(GetModuleFileNameW, Values({{0, kMemory}, {MAX_PATH, kSmall}})),
-        CALL(GetModuleHandleExW, Value(none, 0, {ERROR_MOD_NOT_FOUND})),
-        CALL(GetModuleHandleW, Value(none, 0, {ERROR_MOD_NOT_FOUND})),
-        CALL(GetProcAddress, Value(none, 0, {kUnknown})),
-        CALL(GetSystemDirectoryW, Values({{0, kMemory}, {MAX_PATH - 1, 0}, {MAX_PATH + 40, 0}})),
-        CALL(GetTempPathW, Values({{0, kMemory}, {kTooLong, 0}})),
-        CALL(LoadLibraryExW, Value(library, 0, {ERROR_MOD_NOT_FOUND})),
-        CALL(FreeLibrary, Release(library)),
-        CALL(MoveFileExW, Value(none, 0, {kDenied, kShared, ERROR_DISK_FULL})),
-        CALL(ReadFile, Value(none, 0, {kDevice})),
-        CALL(SetEndOfFile, Value(none, 0, {ERROR_DISK_FULL})),
-        CALL(SetFileAttributesW, Value(none, 0, {kDenied})),
-        CALL(SetFilePointerEx, Value(none, 0, {kDevice})),
-        CALL(WriteFile, Value(none, 0, {ERROR_DISK_FULL})),
-        CALL(SHGetFolderPathW, Status(none, {E_FAIL})),
-        CALL(SHGetSpecialFolderPathW, Value(none, 0, {kMissing})),
-        CALL(SetDllDirectoryW, Value(none, 0, {kMemory})),
-        LOOKED_UP("GetFinalPathNameByHandleW", DWORD(*)(HANDLE, wchar_t*, DWORD, DWORD),
-                  Values({{0, kDenied}, {kTooLong, 0}})),
-        LOOKED_UP("GetFileInformationByHandleEx", BOOL(*)(HANDLE, int, void*, DWORD), Value(none, 0, {kDevice})),
-        LOOKED_UP("CompareStringOrdinal", int (*)(const wchar_t*, int, const wchar_t*, int, BOOL),
-                  Value(none, 0, {ERROR_INVALID_PARAMETER})),
-        LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**), Status(task, {E_FAIL})),
-        LOOKED_UP("RtlGetVersion", LONG(*)(void*), Status(none, {LONG(0xC0000001)})),
-        LOOKED_UP("GetVersionExW", BOOL(*)(OSVERSIONINFOW*), Value(none, 0, {kSmall})),
-        LOOKED_UP("SetDefaultDllDirectories", BOOL(*)(DWORD), Value(none, 0, {ERROR_INVALID_PARAMETER})),
-
-        // Locks, memory, processes and texts
-        CALL(CloseHandle, Release(handle)),
-        CALL(CreateFileMappingW, Value(handle, 0, {kDenied, kMemory})),
-        CALL(CreateMutexW, Value(handle, 0, {kDenied})),
-        CALL(CreateToolhelp32Snapshot, Value(handle, -1, {kMemory})),
-        CALL(DeleteCriticalSection, Release(section)),
-        CALL(EnterCriticalSection, Release(entered, 1)),
-        CALL(LeaveCriticalSection, Release(entered)),
-        CALL(FormatMessageW, Value(memory, 0, {ERROR_MR_MID_NOT_FOUND})),
-        CALL(GlobalAlloc, Value(block, 0, {kMemory})),
-        CALL(GlobalFree, Release(block)),
-        CALL(InitializeCriticalSectionAndSpinCount, Value(section, 0, {kMemory})),
-        CALL(LocalFree, Release(memory)),
-        CALL(MapViewOfFile, Value(view, 0, {kMemory, kDenied})),
-        CALL(MultiByteToWideChar, Value(none, 0, {ERROR_NO_UNICODE_TRANSLATION})),
-        CALL(OpenFileMappingW, Value(handle, 0, {kMissing, kDenied})),
-        CALL(OpenMutexW, Value(handle, 0, {kMissing, kDenied})),
-        CALL(OpenProcess, Value(handle, 0, {kDenied})),
-        CALL(ReleaseMutex, Release(mutex)),
-        CALL(UnmapViewOfFile, Release(view)),
-        CALL(VirtualQuery, Value(none, 0, {ERROR_INVALID_PARAMETER})),
-        CALL(WideCharToMultiByte, Value(none, 0, {kSmall})),
-
-        // Input methods, the shell and messages
-        CALL(CommandLineToArgvW, Value(memory, 0, {kMemory})),
-        CALL(CoInitializeEx, Status(com, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE})),
-        CALL(CoUninitialize, Release(com)),
-        CALL(CoTaskMemFree, Release(task)),
-        CALL(GetKeyboardLayoutList, Value(none, 0, {kMemory})),
-        CALL(ImmDisableIME, Value(none, 0, {kDenied})),
-        CALL(ImmGetIMEFileNameW, Value(none, 0, {kMissing})),
-        CALL(ImmInstallIMEW, Value(none, 0, {kMissing, kDenied, ERROR_SUCCESS})),
-        CALL(LoadStringW, Value(none, 0, {ERROR_RESOURCE_NAME_NOT_FOUND})),
-        CALL(MessageBoxW, Value(none, 0, {kMemory})),
-        CALL(ShellExecuteExW, Value(none, 0, {kDenied, kMissing})),
-        CALL(CreateProcessW, Value(handle, 0, {kDenied}, 2)),
-        CALL(UnloadKeyboardLayout, Value(none, 0, {ERROR_CALL_NOT_IMPLEMENTED})),
-        // A wait takes a mutex; a status, but one with a last error of its own.
-        CALL(WaitForSingleObject,
-             t_systemCall{.resource = mutex,
-                          .given = 1,
-                          .ways = {{WAIT_TIMEOUT, 0}, {static_cast<std::intptr_t>(WAIT_FAILED), ERROR_INVALID_HANDLE}},
-                          .zeroSucceeds = true}),
-    };
-#undef CALL
-#undef LOOKED_UP
-    return calls;
+    static const t_table table;
+    return table.calls;
 }
 
 // The function that a look-up found, or what stands for it in the sweep.
@@ -358,7 +298,8 @@ void t_faultSweep::Sweep(const std::string& name, const std::function<void()>& p
         check();
     };
     point = 0;
-    once(); // makes what the program keeps until its end
+    prepare();
+    run(); // makes what the program keeps until its end
     made.clear();
     once();
     DWORD handlesBefore = 0, handlesAfter = 0;
