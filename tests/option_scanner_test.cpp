@@ -181,7 +181,7 @@ TEST(OptionScanner, RandomLinesAreScannedAsByTheCLibrary)
             ASSERT_EQ(result, GetOptionNext(state));
             ASSERT_EQ(std::tuple(optind, index, Narrow(optarg)),
                       std::tuple(state.nextIndex, wideIndex, Narrow(state.optionArgument)));
-            ASSERT_TRUE(optopt == state.optionLetter || (result != '?' && result != ':'));
+            ASSERT_EQ(optopt, result == '?' || result == ':' ? state.optionLetter : optopt);
         }
         ASSERT_TRUE(std::equal(line.pointers.begin(), line.pointers.end(), wideLine.pointers.begin(),
                                [](auto* narrow, auto* wide) { return Narrow(narrow) == Narrow(wide); }));
