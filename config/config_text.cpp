@@ -5,16 +5,54 @@
 
 namespace n_config {
 
+namespace {
+
+// Carves an entry from an arena and puts it at the end of a list. It is never destroyed: what it owns lies in the arena
+// too. The texts must live as long.
+template <class Entry, class... Args>
+Entry& Append(std::pmr::memory_resource& arena, t_entryList& list, std::wstring_view name, std::wstring_view value,
+              Args... arguments)
+{
+    Entry& entry = *new (arena.allocate(sizeof(Entry), alignof(Entry))) Entry{arguments...};
+    entry.name = name.data();
+    entry.value = value.data();
+    entry.nameLength = static_cast<std::uint32_t>(name.size());
+    entry.valueLength = static_cast<std::uint32_t>(value.size());
+    (list.last != nullptr ? list.last->next : list.first) = &entry;
+    list.last = &entry;
+    return entry;
+}
+
+} // namespace
+
 struct t_configText::t_section : t_entry
 {
     explicit t_section(std::pmr::memory_resource* arena) : keys(arena) {}
 
-    // A key that the section has already keeps its first entry in the table.
-    void EnterKey(t_entry& entry) { keys.try_emplace(t_hashedName(entry.Name()), &entry); }
+    std::pmr::memory_resource& Arena() const { return *keys.get_allocator().resource(); }
+
+    // Adds the lines up to the next header.
+    void AddLines(std::wstring_view lines)
+    {
+        if (!lines.empty()) {
+            Append<t_entry>(Arena(), unread, {}, lines);
+        }
+    }
+
+    // Appends a key. One that the section has already keeps its first entry in the table.
+    void AppendKey(std::wstring_view key, std::wstring_view text)
+    {
+        t_entry& entry = Append<t_entry>(Arena(), order, key, text);
+        keys.try_emplace(t_hashedName(entry.Name()), &entry);
+    }
+
+    // Takes apart the lines that were added.
+    void Read();
 
     // The entry of a key, or null.
     t_entry* FindKey(std::wstring_view key);
 
+    t_entryList unread; // lines as they stand in the text
     t_entryList order;
     t_nameTable keys;
     bool entered = false; // whether the keys are in the table
@@ -36,6 +74,18 @@ std::wstring_view HeaderName(std::wstring_view line)
 {
     const std::size_t bracket = line.find(L']');
     return bracket != line.npos ? TrimWhiteSpace(line.substr(1, bracket - 1)) : std::wstring_view();
+}
+
+// Takes the first line off a text that is not empty. Returns it without its end.
+std::wstring_view TakeLine(std::wstring_view& text)
+{
+    const std::size_t feed = text.find(L'\n');
+    std::wstring_view line = text.substr(0, feed);
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    if (feed != text.npos && line.ends_with(L'\r')) {
+        line.remove_suffix(1);
+    }
+    return line;
 }
 
 // Appends a text with every lone LF spelled CR LF.
@@ -88,12 +138,38 @@ std::wstring_view TrimWhiteSpace(std::wstring_view text)
     return text;
 }
 
+void t_configText::t_section::Read()
+{
+    if (unread.first == nullptr) {
+        return;
+    }
+    t_entryList entries; // of their own until they are complete: without memory for one of them, no line may get lost
+    for (const t_entry* text = unread.first; text != nullptr; text = text->next) {
+        for (std::wstring_view lines = text->Value(); !lines.empty();) {
+            const std::wstring_view line = TakeLine(lines);
+            if (line.empty() || line.front() == L'\0' || line.front() == L'[') {
+                continue;
+            }
+            if (line.front() == L';') {
+                Append<t_entry>(Arena(), entries, {}, line);
+            } else if (const std::size_t equals = line.find(L'='); equals != line.npos) {
+                if (const std::wstring_view key = TrimWhiteSpace(line.substr(0, equals)); !key.empty()) {
+                    Append<t_entry>(Arena(), entries, key, TrimWhiteSpace(line.substr(equals + 1)));
+                }
+            }
+        }
+    }
+    order = entries; // it was empty: keys are appended to what is read only
+    unread = {};
+}
+
 t_entry* t_configText::t_section::FindKey(std::wstring_view key)
 {
     if (!entered) {
+        Read();
         for (t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
             if (!entry->IsComment()) {
-                EnterKey(*entry);
+                keys.try_emplace(t_hashedName(entry->Name()), entry);
             }
         }
         entered = true;
@@ -105,30 +181,38 @@ void t_configText::Parse(std::wstring parsed)
 {
     Clear();
     source = std::move(parsed);
-    std::wstring_view text = source;
+    ParseSource(source);
+}
+
+void t_configText::Parse(std::unique_ptr<wchar_t[]> memory, std::wstring_view text)
+{
+    Clear();
+    sourceMemory = std::move(memory);
+    ParseSource(text);
+}
+
+void t_configText::ParseSource(std::wstring_view text)
+{
+    sourceUnits = text.size();
     t_section* current = nullptr;
+    const wchar_t* begin = text.data(); // of the lines of the current section
     while (!text.empty()) {
-        const std::size_t feed = text.find(L'\n');
-        std::wstring_view line = text.substr(0, feed);
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (feed != text.npos && line.ends_with(L'\r')) {
-            line.remove_suffix(1);
-        }
-        if (line.empty() || line.front() == L'\0') {
-            continue;
-        }
-        if (line.front() == L';') {
-            Append<t_entry>(current != nullptr ? current->order : order, {}, line);
-        } else if (line.front() == L'[') {
+        const wchar_t* const end = text.data();
+        const std::wstring_view line = TakeLine(text);
+        if (line.starts_with(L'[')) {
             if (const std::wstring_view name = HeaderName(line); !name.empty()) {
-                t_section* const known = FindSection(name);
-                current = known != nullptr ? known : &AppendSection(name);
+                if (current != nullptr) {
+                    current->AddLines({begin, end});
+                }
+                current = &OpenSection(name);
+                begin = text.data();
             }
-        } else if (const std::size_t equals = line.find(L'='); current != nullptr && equals != line.npos) {
-            if (const std::wstring_view key = TrimWhiteSpace(line.substr(0, equals)); !key.empty()) {
-                Append<t_entry>(current->order, key, TrimWhiteSpace(line.substr(equals + 1)));
-            }
+        } else if (current == nullptr && line.starts_with(L';')) {
+            Append<t_entry>(arena, order, {}, line);
         }
+    }
+    if (current != nullptr) {
+        current->AddLines({begin, text.data()});
     }
 }
 
@@ -136,8 +220,8 @@ std::wstring t_configText::Render(std::wstring_view mark) const
 {
     std::wstring out(mark);
     // What is not foreseen here, such as line ends in values, lets the text grow by doubling.
-    out.reserve(mark.size() + source.size() + source.size() / 64);
-    for (const t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
+    out.reserve(mark.size() + sourceUnits + sourceUnits / 64);
+    for (t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
         if (entry->IsComment()) {
             AppendEntry(out, *entry);
             continue;
@@ -149,7 +233,9 @@ std::wstring t_configText::Render(std::wstring_view mark) const
         AppendText(out, entry->Name());
         out += L']';
         out += kLineEnd;
-        for (const t_entry* line = static_cast<const t_section*>(entry)->order.first; line; line = line->next) {
+        t_section& section = static_cast<t_section&>(*entry);
+        section.Read();
+        for (const t_entry* line = section.order.first; line; line = line->next) {
             AppendEntry(out, *line);
         }
     }
@@ -162,6 +248,8 @@ void t_configText::Clear()
     sections.clear(); // while its nodes are there: the next line takes them away
     arena.release();
     std::wstring().swap(source);
+    sourceMemory.reset();
+    sourceUnits = 0;
 }
 
 std::optional<std::wstring_view> t_configText::FindValue(std::wstring_view section, std::wstring_view key) const
@@ -174,13 +262,13 @@ std::optional<std::wstring_view> t_configText::FindValue(std::wstring_view secti
 void t_configText::SetValue(std::wstring_view section, std::wstring_view key, std::wstring_view value)
 {
     t_section* const known = FindSection(section);
-    t_section& opened = known != nullptr ? *known : AppendSection(Store(section));
+    t_section& opened = known != nullptr ? *known : OpenSection(Store(section));
     if (t_entry* const entry = opened.FindKey(key)) {
         entry->value = Store(value).data();
         entry->valueLength = static_cast<std::uint32_t>(value.size());
     } else {
         const std::wstring_view name = Store(key);
-        opened.EnterKey(Append<t_entry>(opened.order, name, Store(value)));
+        opened.AppendKey(name, Store(value));
     }
 }
 
@@ -193,21 +281,6 @@ itl::ImmSimpleArray<std::wstring_view> t_configText::SectionNames() const
         }
     }
     return names;
-}
-
-// Carves an entry from the arena and puts it at the end of a list. It is never destroyed: what it owns lies in the
-// arena too. The texts must live as long.
-template <class Entry, class... Args>
-Entry& t_configText::Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments)
-{
-    Entry& entry = *new (arena.allocate(sizeof(Entry), alignof(Entry))) Entry{arguments...};
-    entry.name = name.data();
-    entry.value = value.data();
-    entry.nameLength = static_cast<std::uint32_t>(name.size());
-    entry.valueLength = static_cast<std::uint32_t>(value.size());
-    (list.last != nullptr ? list.last->next : list.first) = &entry;
-    list.last = &entry;
-    return entry;
 }
 
 // A copy of a text in the arena.
@@ -223,11 +296,15 @@ t_configText::t_section* t_configText::FindSection(std::wstring_view name) const
     return static_cast<t_section*>(FindEntry(sections, name));
 }
 
-t_configText::t_section& t_configText::AppendSection(std::wstring_view name)
+// The section of a name, appended when it is missing.
+//   name  must live as long as the section
+t_configText::t_section& t_configText::OpenSection(std::wstring_view name)
 {
-    t_section& section = Append<t_section>(order, name, {}, &arena);
-    sections.try_emplace(t_hashedName(section.Name()), &section);
-    return section;
+    t_entry*& section = sections.try_emplace(t_hashedName(name), nullptr).first->second;
+    if (section == nullptr) {
+        section = &Append<t_section>(arena, order, name, {}, &arena);
+    }
+    return static_cast<t_section&>(*section);
 }
 
 } // namespace n_config

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <memory_resource>
 #include <optional>
 #include <string>
@@ -17,8 +18,8 @@ std::wstring_view TrimWhiteSpace(std::wstring_view text);
 // keys in order. Names are found without letter case. The records live in one arena, beside the text that they point
 // into.
 //
-// The keys of a section are entered in its table when one of them is first looked for: a file is read to find a few of
-// them. So no two threads may look for keys at once.
+// The lines of a section are taken apart when one of its keys is first looked for, or when the text is rendered: a file
+// is read to find a few keys. So no two threads may use one object at once, not even to look for keys.
 //
 // A key that stands in a section more than once has the value of its first line, as the system's own profile functions
 // read it; the other lines are kept and written back with their own values.
@@ -34,6 +35,10 @@ public:
     // Replaces the content by that of a text. Lines end with LF or CR LF; what is no comment, header or key line is
     // left out.
     void Parse(std::wstring text);
+
+    // The same with a text that lies in memory which now belongs to this object.
+    //   memory  not null
+    void Parse(std::unique_ptr<wchar_t[]> memory, std::wstring_view text);
 
     // Returns the text to be stored, every line ended by CR LF. A key that begins with ";" or "[" gets a space before
     // it: only an indented line can be such a key when it is read again.
@@ -58,13 +63,15 @@ public:
 private:
     struct t_section;
 
-    template <class Entry, class... Args>
-    Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments);
+    void ParseSource(std::wstring_view text);
     std::wstring_view Store(std::wstring_view text);
     t_section* FindSection(std::wstring_view name) const;
-    t_section& AppendSection(std::wstring_view name);
+    t_section& OpenSection(std::wstring_view name);
 
-    std::wstring source; // as it was parsed
+    // What was parsed lies in one of them.
+    std::wstring source;
+    std::unique_ptr<wchar_t[]> sourceMemory;
+    std::size_t sourceUnits = 0;
     std::pmr::monotonic_buffer_resource arena;
     t_entryList order;
     t_nameTable sections{&arena};

@@ -82,6 +82,26 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
     EXPECT_EQ(L"无法解析ini文件", LoadError());
 }
 
+TEST_F(ConfigFile, LosesNoLineWhereMemoryIsShort)
+{
+    std::wstring text = L"[a]\r\n;c\r\n";
+    for (int line = 0; line < 200; ++line) { // more than one block of memory
+        text += L"k=v\r\n";
+    }
+    Store({text.begin(), text.end()});
+    bool saved = false;
+    for (int enough = 0; !saved; ++enough) {
+        t_configFile file;
+        ASSERT_TRUE(file.Load(errors, path.c_str()));
+        {
+            int left = enough;
+            REPLACE(limit, malloc, [&](std::size_t bytes) { return left-- != 0 ? limit.Original(bytes) : nullptr; });
+            saved = file.Save(errors, path.c_str());
+        }
+        EXPECT_EQ(text, file.Text().Render()) << enough;
+    }
+}
+
 TEST_F(ConfigFile, WaitsForWhoHoldsTheFile)
 {
     const std::wstring unsaved = L"系统错误32|保存ini文件失败:" + path;
