@@ -85,7 +85,7 @@ TEST_F(ConfigFile, NamesTheReasonOfAFailedRead)
 TEST_F(ConfigFile, LosesNoLineWhereMemoryIsShort)
 {
     std::wstring text = L"[a]\r\n;c\r\n";
-    for (int line = 0; line < 200; ++line) { // more than one block of memory
+    for (int line = 0; line < 200; ++line) { // more than the first block holds
         text += L"k=v\r\n";
     }
     Store({text.begin(), text.end()});
@@ -95,7 +95,8 @@ TEST_F(ConfigFile, LosesNoLineWhereMemoryIsShort)
         ASSERT_TRUE(file.Load(errors, path.c_str()));
         {
             int left = enough;
-            REPLACE(limit, malloc, [&](std::size_t bytes) { return left-- != 0 ? limit.Original(bytes) : nullptr; });
+            REPLACE(limit, _aligned_malloc,
+                    [&](auto... sizes) { return left-- != 0 ? limit.Original(sizes...) : nullptr; });
             saved = file.Save(errors, path.c_str());
         }
         EXPECT_EQ(text, file.Text().Render()) << enough;
