@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <map>
-#include <string>
 
 #include "base/image_code.h"
 #include "base/module_path.h"
@@ -40,7 +39,7 @@ constexpr t_systemFunction kSelected[] = {
     {L"imm32.dll", "ImmGetIMEFileNameW"},
 };
 
-bool ReadLibrary(HMODULE module, std::string& bytes)
+bool ReadLibrary(HMODULE module, t_fileContent& content)
 {
     t_path path;
     if (!ReadModulePath(module, path)) {
@@ -48,7 +47,7 @@ bool ReadLibrary(HMODULE module, std::string& bytes)
     }
     const t_openFile file(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING,
                           FILE_FLAG_SEQUENTIAL_SCAN);
-    return file && file.ReadAll(bytes, kMaxLibraryBytes);
+    return file && file.ReadAll(content, kMaxLibraryBytes);
 }
 
 // Copies this process's own memory: pages that a hook has left unreadable fail the call instead of the program.
@@ -62,15 +61,15 @@ bool ReadMemory(const void* address, t_bytes& bytes)
 struct t_loadedLibrary
 {
     explicit t_loadedLibrary(const wchar_t* name)
-        : module(GetModuleHandleW(name)), fileIsRead(module != nullptr && ReadLibrary(module, bytes)),
-          image({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()})
+        : module(GetModuleHandleW(name)), fileIsRead(module != nullptr && ReadLibrary(module, content)),
+          image({reinterpret_cast<const std::uint8_t*>(content.Data()), content.size})
     {
     }
     t_loadedLibrary(const t_loadedLibrary&) = delete;
     t_loadedLibrary& operator=(const t_loadedLibrary&) = delete;
 
     HMODULE module;
-    std::string bytes;
+    t_fileContent content;
     bool fileIsRead;
     t_imageFile image;
 };

@@ -15,17 +15,14 @@ t_openFile::t_openFile(const wchar_t* path, DWORD access, DWORD share, DWORD dis
 
 bool t_openFile::Read(void* buffer, std::size_t bytes, std::size_t& count) const
 {
-    DWORD moved = 0;
-    for (count = 0; count < bytes; count += moved) {
-        const auto chunk = static_cast<DWORD>(std::min(bytes - count, kMaxTransferBytes));
+    count = 0;
+    for (DWORD chunk = 0, moved = 0; count < bytes && moved == chunk; count += moved) {
+        chunk = static_cast<DWORD>(std::min(bytes - count, kMaxTransferBytes));
         if (!ReadFile(file.Get(), static_cast<char*>(buffer) + count, chunk, &moved, nullptr)) {
             return false;
         }
-        if (moved == 0) {
-            break;
-        }
     }
-    return true;
+    return true; // the system moves less than it was asked to where the file ends only
 }
 
 bool t_openFile::Seek(std::uint64_t position) const

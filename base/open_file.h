@@ -3,8 +3,8 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <string>
 
+#include "base/file_content.h"
 #include "base/handles.h"
 
 // The owner of an open file, or of a folder that is opened like one. Its functions return false and set the last error
@@ -38,10 +38,10 @@ public:
     [[nodiscard]] bool Read(void* buffer, std::size_t bytes, std::size_t& count) const;
 
     // Reads the whole of a file that was just opened. Memory that cannot be had raises std::bad_alloc.
-    //   bytes     receives the content
+    //   content   receives the bytes
     //   maxBytes  a larger file gives ERROR_FILE_TOO_LARGE
     // Somebody who changes the file's length meanwhile gives ERROR_SHARING_VIOLATION.
-    [[nodiscard]] bool ReadAll(std::string& bytes, std::size_t maxBytes) const;
+    [[nodiscard]] bool ReadAll(t_fileContent& content, std::size_t maxBytes) const;
 
     // Writes all bytes at the position. Behind it: WriteFile.
     [[nodiscard]] bool Write(const void* data, std::size_t bytes) const;

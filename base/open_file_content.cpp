@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "base/open_file.h"
 
@@ -22,7 +23,7 @@ bool t_openFile::ReadSize(std::uint64_t& size) const
     return known;
 }
 
-bool t_openFile::ReadAll(std::string& bytes, std::size_t maxBytes) const
+bool t_openFile::ReadAll(t_fileContent& content, std::size_t maxBytes) const
 {
     std::uint64_t size = 0;
     if (!ReadSize(size)) {
@@ -31,13 +32,15 @@ bool t_openFile::ReadAll(std::string& bytes, std::size_t maxBytes) const
     if (size > maxBytes) {
         return FailWith(ERROR_FILE_TOO_LARGE);
     }
-    bytes.resize(static_cast<std::size_t>(size));
+    content = {}; // first of all: what an attempt before has read and the new memory would be too much together
+    t_fileContent read(static_cast<std::size_t>(size) + 1); // one more, to see whether the file goes on
     std::size_t count = 0;
-    std::uint64_t sizeNow = 0;
-    if (!Read(bytes.data(), bytes.size(), count) || !ReadSize(sizeNow)) {
+    if (!Read(read.Data(), read.size, count)) {
         return false;
     }
-    return (count == bytes.size() && sizeNow == size) || FailWith(ERROR_SHARING_VIOLATION);
+    read.size = static_cast<std::size_t>(size);
+    content = std::move(read);
+    return count == content.size || FailWith(ERROR_SHARING_VIOLATION);
 }
 
 bool t_openFile::Write(const void* data, std::size_t bytes) const

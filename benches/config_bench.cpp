@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -51,6 +52,7 @@ namespace {
 constexpr wchar_t kFile[] = L"config_bench.ini";
 constexpr wchar_t kUtf8File[] = L"config_bench_utf8.ini";
 constexpr wchar_t kWritten[] = L"config_bench_written.ini";
+constexpr wchar_t kTemporary[] = L"config_bench.tmp";
 
 void Check(bool done, const char* what)
 {
@@ -79,6 +81,16 @@ void TouchFile(const wchar_t* path)
     CloseHandle(file);
 }
 
+// Puts the temporary file in the place of another one as the product does it: on the disk first, then in one step.
+void PutInPlace(const wchar_t* path)
+{
+    const HANDLE file = CreateFileW(kTemporary, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    const bool flushed = FlushFileBuffers(file);
+    CloseHandle(file);
+    Check(flushed && MoveFileExW(kTemporary, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH),
+          "putting a file in place");
+}
+
 const char* NameOf(std::size_t bytes)
 {
     return bytes < 1 << 20 ? "10 KiB" : bytes < 64 << 20 ? "1 MiB" : "64 MiB";
@@ -93,10 +105,36 @@ double PeakOver(std::size_t bytes, Work work)
     return static_cast<double>(mostAllocated - before) / static_cast<double>(bytes);
 }
 
+// The rows of one size.
+class t_row
+{
+public:
+    explicit t_row(const char* sizeToName) : size(sizeToName) {}
+
+    void Compare(const char* what, const std::function<void()>& subject, const char* peerName,
+                 const std::function<void()>& peer, const char* aim, const char* remark) const
+    {
+        const n_bench::t_measured measured = n_bench::Measure(subject, peer, 0.6);
+        char text[128];
+        std::snprintf(text, sizeof(text), "%.2f ms to %.2f ms%s%s", measured.subject * 1000, measured.peer * 1000,
+                      *remark != '\0' ? "; " : "", remark);
+        Print(what, peerName, measured.Ratio(), aim, text);
+    }
+
+    void Print(const char* what, const char* beside, double ratio, const char* aim, const char* remark) const
+    {
+        char row[64];
+        std::snprintf(row, sizeof(row), "configuration, %s %s", what, size);
+        n_bench::PrintRow(row, beside, ratio, aim, remark);
+    }
+
+private:
+    const char* size;
+};
+
 void MeasureSize(std::size_t bytes)
 {
     const n_bench::t_sample sample = n_bench::MakeSample((bytes - 2) / 2);
-    constexpr double seconds = 0.8;
     wchar_t fullPath[MAX_PATH];
     GetFullPathNameW(kFile, MAX_PATH, fullPath, nullptr);
     WriteBytes(kFile, sample.text.data(), sample.text.size() * 2, "\xFF\xFE");
@@ -120,51 +158,58 @@ void MeasureSize(std::size_t bytes)
                                        fullPath) > 0,
               "GetPrivateProfileStringW");
     };
-    char row[64], remark[96];
-    std::snprintf(row, sizeof(row), "configuration, read %s", NameOf(bytes));
-    n_bench::t_measured measured = n_bench::Measure(read, readSimpleIni, seconds);
-    std::snprintf(remark, sizeof(remark), "%.2f ms to %.2f ms, which reads UTF-8 of half the size",
-                  measured.subject * 1000, measured.peer * 1000);
-    n_bench::PrintRow(row, "SimpleIni", measured.Ratio(), "0.33", remark);
-    measured = n_bench::Measure(read, readProfile, seconds);
-    std::snprintf(remark, sizeof(remark), "%.2f ms to %.2f ms", measured.subject * 1000, measured.peer * 1000);
-    n_bench::PrintRow(row, "GetPrivateProfileStringW", measured.Ratio(), "0.33", remark);
-    std::snprintf(row, sizeof(row), "configuration, memory to read %s", NameOf(bytes));
-    std::snprintf(remark, sizeof(remark), "SimpleIni: %.1f times", PeakOver(bytes / 2, readSimpleIni));
-    n_bench::PrintRow(row, "the file", PeakOver(bytes, read), "3", remark);
+    t_row row(NameOf(bytes));
+    row.Compare("read", read, "SimpleIni", readSimpleIni, "0.33", "it reads UTF-8 of half the size");
+    row.Compare("read", read, "GetPrivateProfileStringW", readProfile, "0.33", "");
 
     n_config::t_configFile file;
     CSimpleIniW simpleIni(true);
-    Check(file.Load(errors, kFile) && simpleIni.LoadFile(kUtf8File) == SI_OK, "loading");
+    const double peak = PeakOver(bytes, [&] { Check(file.Load(errors, kFile), "Load"); });
+    const double peerPeak =
+        PeakOver(bytes / 2, [&] { Check(simpleIni.LoadFile(kUtf8File) == SI_OK, "SimpleIni's LoadFile"); });
+    char remark[96];
+    std::snprintf(remark, sizeof(remark), "SimpleIni: %.1f times", peerPeak);
+    row.Print("memory to read", "the file", peak, "3", remark);
+
     const auto write = [&] { Check(file.Save(errors, kWritten), "Save"); };
-    const auto writeSimpleIni = [&] { Check(simpleIni.SaveFile(kUtf8File, false) == SI_OK, "SimpleIni's SaveFile"); };
-    const auto writeProfile = [&, number = 0]() mutable {
+    const auto writeSimpleIniTo = [&](const wchar_t* path) {
+        Check(simpleIni.SaveFile(path, false) == SI_OK, "SimpleIni's SaveFile");
+    };
+    int number = 0;
+    const auto writeProfileTo = [&](const wchar_t* path) {
         const std::wstring value = std::to_wstring(++number); // one that is there already is not written
-        Check(WritePrivateProfileStringW(sample.section.c_str(), sample.key.c_str(), value.c_str(), fullPath),
+        Check(WritePrivateProfileStringW(sample.section.c_str(), sample.key.c_str(), value.c_str(), path),
               "WritePrivateProfileStringW");
     };
-    std::snprintf(row, sizeof(row), "configuration, write %s", NameOf(bytes));
-    measured = n_bench::Measure(write, writeSimpleIni, seconds);
-    std::snprintf(remark, sizeof(remark),
-                  "%.2f ms to %.2f ms; ours is on the disk, and replaces the old file in one step",
-                  measured.subject * 1000, measured.peer * 1000);
-    n_bench::PrintRow(row, "SimpleIni", measured.Ratio(), "0.33", remark);
-    measured = n_bench::Measure(write, writeProfile, seconds);
-    std::snprintf(remark, sizeof(remark), "%.2f ms to %.2f ms", measured.subject * 1000, measured.peer * 1000);
-    n_bench::PrintRow(row, "WritePrivateProfileStringW", measured.Ratio(), "0.33", remark);
-    std::snprintf(row, sizeof(row), "configuration, memory to write %s", NameOf(bytes));
-    n_bench::PrintRow(row, "the file", PeakOver(bytes, write), "3", "beside the content that was read");
-    const auto render = [&] { file.Text().Render(); };
-    const auto renderSimpleIni = [&] {
-        std::string text;
-        simpleIni.Save(text);
+    constexpr char kOnlyOursIsSafe[] = "ours alone is on the disk, and replaces the old file in one step";
+    row.Compare(
+        "write", write, "SimpleIni", [&] { writeSimpleIniTo(kUtf8File); }, "0.33", kOnlyOursIsSafe);
+    row.Compare(
+        "write", write, "WritePrivateProfileStringW", [&] { writeProfileTo(fullPath); }, "0.33", kOnlyOursIsSafe);
+    const auto writeSimpleIniSafely = [&] {
+        writeSimpleIniTo(kTemporary);
+        PutInPlace(kUtf8File);
     };
-    measured = n_bench::Measure(render, renderSimpleIni, seconds / 2);
-    std::snprintf(row, sizeof(row), "configuration, text of %s", NameOf(bytes));
-    std::snprintf(remark, sizeof(remark), "%.2f ms to %.2f ms; without the file", measured.subject * 1000,
-                  measured.peer * 1000);
-    n_bench::PrintRow(row, "SimpleIni", measured.Ratio(), "0.33", remark);
-    for (const wchar_t* const path : {kFile, kUtf8File, kWritten}) {
+    wchar_t fullTemporary[MAX_PATH];
+    GetFullPathNameW(kTemporary, MAX_PATH, fullTemporary, nullptr);
+    const auto writeProfileSafely = [&] {
+        Check(CopyFileW(kFile, kTemporary, FALSE), "copying a file");
+        writeProfileTo(fullTemporary);
+        PutInPlace(kFile);
+    };
+    row.Compare("write", write, "SimpleIni, flushed and put in place", writeSimpleIniSafely, "faster", "");
+    row.Compare("write", write, "WritePrivateProfileStringW, likewise", writeProfileSafely, "faster",
+                "it changes a copy of the file");
+    row.Print("memory to write", "the file", PeakOver(bytes, write), "3", "beside the content that was read");
+    if (bytes < 64 << 20) {
+        const auto render = [&] { file.Text().Render(); };
+        const auto renderSimpleIni = [&] {
+            std::string text;
+            simpleIni.Save(text);
+        };
+        row.Compare("text", render, "SimpleIni", renderSimpleIni, "0.33", "without the file");
+    }
+    for (const wchar_t* const path : {kFile, kUtf8File, kWritten, kTemporary}) {
         DeleteFileW(path);
     }
 }

@@ -13,7 +13,8 @@ struct t_measured
     double Ratio() const { return subject / peer; }
 };
 
-// Runs both once, then in turn for about as long as asked for, at least five times; three times what takes longer.
+// Runs both once, then in turn for about as long as asked for, at least five times; three times what takes longer. What
+// takes four times as long is measured once: nobody waits for the median of that.
 t_measured Measure(const std::function<void()>& subject, const std::function<void()>& peer, double seconds);
 
 // Prints one row of the table.

@@ -1,7 +1,6 @@
 #include "catalogue/layout_id.h"
 
 #include "base/number_text.h"
-#include "base/reg.h"
 #include "catalogue/keyboard_layouts.h"
 
 namespace {
@@ -16,31 +15,48 @@ bool IsVariantLayout(std::uint32_t klid)
 
 } // namespace
 
-bool FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
+bool t_layoutIds::FindKlidByLayoutId(std::uint32_t layoutId, std::uint32_t& klid)
 {
-    klid = 0;
-    t_errorChain unreported(t_errorChain::kDiscarding);
-    t_reg layouts(HKEY_LOCAL_MACHINE);
-    DWORD count = 0;
-    if (!layouts.Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32) ||
-        !layouts.GetSubKeyCount(unreported, count)) {
-        return false;
+    if (!opened) {
+        Open();
     }
-    t_str name;
-    for (DWORD index = 0; index < count && layouts.EnumKey(unreported, name, index); ++index) {
-        const std::uint32_t candidate = ParseHexPrefix(name);
-        t_reg layout(layouts);
-        t_str text;
-        if (IsVariantLayout(candidate) && layout.Open(unreported, name.c_str(), t_regAccess::view32) &&
-            layout.ReadString(unreported, text, kLayoutIdCharacters, kLayoutId) && ParseHexPrefix(text) == layoutId) {
-            klid = candidate;
-            return true;
-        }
+    auto found = klids.find(layoutId);
+    while (found == klids.end() && next < count) {
+        ReadNext();
+        found = klids.find(layoutId);
     }
-    return false;
+    klid = found != klids.end() ? found->second : 0;
+    return klid != 0; // that of a variant layout
 }
 
-bool HklToKlid(std::uint32_t handle, std::uint32_t& klid)
+void t_layoutIds::Open()
+{
+    opened = true;
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    if (!layouts.Open(unreported, kKeyboardLayoutsKey, t_regAccess::view32) ||
+        !layouts.GetSubKeyCount(unreported, count)) {
+        count = 0;
+    }
+}
+
+void t_layoutIds::ReadNext()
+{
+    t_errorChain unreported(t_errorChain::kDiscarding);
+    t_str name;
+    if (!layouts.EnumKey(unreported, name, next++)) {
+        next = count; // the enumeration ends at its first failure
+        return;
+    }
+    const std::uint32_t klid = ParseHexPrefix(name);
+    t_reg layout(layouts);
+    t_str text;
+    if (IsVariantLayout(klid) && layout.Open(unreported, name.c_str(), t_regAccess::view32) &&
+        layout.ReadString(unreported, text, kLayoutIdCharacters, kLayoutId)) {
+        klids.try_emplace(ParseHexPrefix(text), klid);
+    }
+}
+
+bool t_layoutIds::HklToKlid(std::uint32_t handle, std::uint32_t& klid)
 {
     switch (handle >> 28) {
     case 0xE:
@@ -54,7 +70,7 @@ bool HklToKlid(std::uint32_t handle, std::uint32_t& klid)
     }
 }
 
-void SetHklFromHandle(t_hkl& record, std::uint32_t handle)
+void t_layoutIds::SetHklFromHandle(t_hkl& record, std::uint32_t handle)
 {
     record.hkl = handle;
     if (HklToKlid(handle, record.klid)) {

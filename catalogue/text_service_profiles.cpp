@@ -93,7 +93,7 @@ private:
         t_errorChain unreported(t_errorChain::kDiscarding);
         t_str substitute;
         if (profile.ReadString(unreported, substitute, MAX_PATH, L"SubstituteLayout")) {
-            SetHklFromHandle(record, ParseHexPrefix(substitute));
+            layoutIds.SetHklFromHandle(record, ParseHexPrefix(substitute));
         }
         list.AddHkl(record);
         if (!server.empty()) {
@@ -104,6 +104,7 @@ private:
     t_errorChain& errors;
     t_imeFileMaps& maps;
     t_hklCollector& list;
+    t_layoutIds layoutIds; // for all profiles: to read them takes longer than everything else
     t_hkl record;
     t_str server; // of the service; empty when it has none
 };

@@ -20,13 +20,22 @@ constexpr char kConvertedMark = '?';
 
 constexpr std::wstring_view kUtf16Mark = L"\uFEFF";
 
-bool Decode(std::string bytes, t_cipher* cipher, std::wstring& decoded)
+bool Decipher(t_fileContent content, t_cipher& cipher, std::string& bytes)
+{
+    bytes = content.Bytes();
+    content = {}; // a file may be large
+    return cipher.Decipher(bytes);
+}
+
+bool Decode(t_fileContent content, t_cipher* cipher, std::wstring& decoded)
 {
     if (cipher != nullptr) {
+        std::string bytes;
         // A stored text begins with a comment, a header or nothing, so this character can only be the mark.
-        return cipher->Decipher(bytes) &&
+        return Decipher(std::move(content), *cipher, bytes) &&
                DecodeCodePage936(std::string_view(bytes).substr(bytes.starts_with(kConvertedMark) ? 1 : 0), decoded);
     }
+    const std::string_view bytes = content.Bytes();
     const t_decoded result = DecodeText(bytes, decoded);
     return result == t_decoded::text || (result == t_decoded::codePage936 && DecodeCodePage936(bytes, decoded));
 }
@@ -59,12 +68,16 @@ bool t_configFile::Load(t_errorChain& errors, const wchar_t* path, std::size_t m
 
 bool t_configFile::ReadText(t_errorChain& errors, const wchar_t* path, std::size_t maxBytes, t_loss& loss)
 {
-    std::string bytes;
-    std::wstring decoded;
-    if (!ReadStoredFile(errors, path, bytes, maxBytes)) {
+    t_fileContent content;
+    if (!ReadStoredFile(errors, path, content, maxBytes)) {
         return false;
     }
-    if (!Decode(std::move(bytes), cipher, decoded)) {
+    if (const auto units = cipher == nullptr ? ViewUnits(content.Bytes()) : std::nullopt) {
+        text.Parse(std::move(content.memory), *units);
+        return true;
+    }
+    std::wstring decoded;
+    if (!Decode(std::move(content), cipher, decoded)) {
         loss = t_loss::undecoded;
         return errors.Fail(L"无法解析ini文件");
     }

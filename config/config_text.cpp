@@ -105,7 +105,19 @@ void t_configText::Parse(std::wstring parsed)
 {
     Clear();
     source = std::move(parsed);
-    std::wstring_view text = source;
+    ParseSource(source);
+}
+
+void t_configText::Parse(std::unique_ptr<wchar_t[]> memory, std::wstring_view text)
+{
+    Clear();
+    sourceMemory = std::move(memory);
+    ParseSource(text);
+}
+
+void t_configText::ParseSource(std::wstring_view text)
+{
+    sourceUnits = text.size();
     t_section* current = nullptr;
     while (!text.empty()) {
         const std::size_t feed = text.find(L'\n');
@@ -136,7 +148,7 @@ std::wstring t_configText::Render(std::wstring_view mark) const
 {
     std::wstring out(mark);
     // What is not foreseen here, such as line ends in values, lets the text grow by doubling.
-    out.reserve(mark.size() + source.size() + source.size() / 64);
+    out.reserve(mark.size() + sourceUnits + sourceUnits / 64);
     for (const t_entry* entry = order.first; entry != nullptr; entry = entry->next) {
         if (entry->IsComment()) {
             AppendEntry(out, *entry);
@@ -162,6 +174,8 @@ void t_configText::Clear()
     sections.clear(); // while its nodes are there: the next line takes them away
     arena.release();
     std::wstring().swap(source);
+    sourceMemory.reset();
+    sourceUnits = 0;
 }
 
 std::optional<std::wstring_view> t_configText::FindValue(std::wstring_view section, std::wstring_view key) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <memory_resource>
 #include <optional>
 #include <string>
@@ -35,6 +36,10 @@ public:
     // left out.
     void Parse(std::wstring text);
 
+    // The same with a text that lies in memory which now belongs to this object.
+    //   memory  not null
+    void Parse(std::unique_ptr<wchar_t[]> memory, std::wstring_view text);
+
     // Returns the text to be stored, every line ended by CR LF. A key that begins with ";" or "[" gets a space before
     // it: only an indented line can be such a key when it is read again.
     //   mark  what the text shall begin with
@@ -58,13 +63,17 @@ public:
 private:
     struct t_section;
 
+    void ParseSource(std::wstring_view text);
     template <class Entry, class... Args>
     Entry& Append(t_entryList& list, std::wstring_view name, std::wstring_view value, Args... arguments);
     std::wstring_view Store(std::wstring_view text);
     t_section* FindSection(std::wstring_view name) const;
     t_section& AppendSection(std::wstring_view name);
 
-    std::wstring source; // as it was parsed
+    // What was parsed lies in one of them.
+    std::wstring source;
+    std::unique_ptr<wchar_t[]> sourceMemory;
+    std::size_t sourceUnits = 0;
     std::pmr::monotonic_buffer_resource arena;
     t_entryList order;
     t_nameTable sections{&arena};

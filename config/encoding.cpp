@@ -18,10 +18,6 @@ std::uint32_t Byte(char byte)
 
 bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::wstring& text)
 {
-    if (!bigEndian && sizeof(wchar_t) == 2 && std::endian::native == std::endian::little) {
-        text.assign(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2); // behind a mark of two bytes
-        return bytes.size() % 2 == 0;
-    }
     text.resize(bytes.size() / 2);
     const std::size_t low = bigEndian ? 1 : 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -87,6 +83,16 @@ t_decoded DecodeText(std::string_view bytes, std::wstring& text)
         valid = true;
     }
     return valid ? t_decoded::text : t_decoded::notText;
+}
+
+std::optional<std::wstring_view> ViewUnits(std::string_view bytes)
+{
+    constexpr bool kLittleEndianUnits = sizeof(wchar_t) == 2 && std::endian::native == std::endian::little;
+    if (!kLittleEndianUnits || !bytes.starts_with(kUtf16Mark) || bytes.size() % sizeof(wchar_t) != 0 ||
+        reinterpret_cast<std::uintptr_t>(bytes.data()) % alignof(wchar_t) != 0) {
+        return std::nullopt;
+    }
+    return std::wstring_view(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t)).substr(1);
 }
 
 } // namespace n_config

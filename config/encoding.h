@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,5 +20,9 @@ enum class t_decoded
 // surrogates in UTF-16 are kept.
 //   text  receives the text without its mark; of no meaning with the other results
 [[nodiscard]] t_decoded DecodeText(std::string_view bytes, std::wstring& text);
+
+// The text behind the mark of UTF-16 as this machine keeps it, without decoding: the bytes are seen as its units. None
+// when they begin with another mark, end in half a unit, or do not lie where a unit may.
+[[nodiscard]] std::optional<std::wstring_view> ViewUnits(std::string_view bytes);
 
 } // namespace n_config

@@ -35,13 +35,19 @@ DWORD t_newFile::Create(std::wstring_view folder)
 
 void t_newFile::CopyAccessList(const wchar_t* from)
 {
+    alignas(void*) BYTE usual[1024];
+    BYTE* descriptor = usual;
     DWORD size = 0;
-    GetFileSecurityW(from, DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-    const std::unique_ptr<BYTE[]> descriptor(size != 0 ? new (std::nothrow) BYTE[size] : nullptr);
-    if (descriptor != nullptr && GetFileSecurityW(from, DACL_SECURITY_INFORMATION, descriptor.get(), size, &size)) {
+    bool read = GetFileSecurityW(from, DACL_SECURITY_INFORMATION, usual, sizeof(usual), &size);
+    std::unique_ptr<BYTE[]> larger;
+    if (!read && size > sizeof(usual)) {
+        larger.reset(descriptor = new (std::nothrow) BYTE[size]);
+        read = larger != nullptr && GetFileSecurityW(from, DACL_SECURITY_INFORMATION, descriptor, size, &size);
+    }
+    if (read) {
         // Without this request the list would no longer count as inherited from the directory.
-        SetSecurityDescriptorControl(descriptor.get(), SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
-        SetKernelObjectSecurity(file.Handle(), DACL_SECURITY_INFORMATION, descriptor.get());
+        SetSecurityDescriptorControl(descriptor, SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
+        SetKernelObjectSecurity(file.Handle(), DACL_SECURITY_INFORMATION, descriptor);
     }
 }
 

@@ -121,21 +121,21 @@ DWORD WriteInPlace(const wchar_t* path, std::string_view bytes, ::t_path& keptPa
     if (!HasOneName(file.Handle())) {
         return ERROR_CANT_ACCESS_FILE;
     }
-    std::string old;
+    t_fileContent old;
     code = CodeOf(file.ReadAll(old, kMaxFileBytes));
     t_newFile kept;
     if (code == ERROR_SUCCESS) {
-        code = KeepContent(kept, path, old);
+        code = KeepContent(kept, path, old.Bytes());
     }
     if (code != ERROR_SUCCESS) {
         return code;
     }
     // Room first, so that a full disk refuses before anything is written.
-    if (!file.Resize(std::max(old.size(), bytes.size()))) {
+    if (!file.Resize(std::max(old.size, bytes.size()))) {
         return GetLastError();
     }
     code = CodeOf(Overwrite(file, bytes));
-    if (code != ERROR_SUCCESS && !Overwrite(file, old)) {
+    if (code != ERROR_SUCCESS && !Overwrite(file, old.Bytes())) {
         keptPath = kept.Keep();
     }
     return code;
@@ -143,7 +143,7 @@ DWORD WriteInPlace(const wchar_t* path, std::string_view bytes, ::t_path& keptPa
 
 } // namespace
 
-bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes)
+bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, t_fileContent& content, std::size_t maxBytes)
 {
     try {
         bool opened = false;
@@ -152,7 +152,7 @@ bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& byte
             const t_openFile file(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                   OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN);
             opened = static_cast<bool>(file);
-            return CodeOf(opened && file.ReadAll(bytes, maxBytes));
+            return CodeOf(opened && file.ReadAll(content, maxBytes));
         });
         return code == ERROR_SUCCESS ||
                FailWithSystemError(errors, code, opened ? L"无法读取ini文件" : L"无法打开ini文件");

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
+#include "base/file_content.h"
 #include "diag/error_chain.h"
 
 namespace n_config {
@@ -14,11 +14,12 @@ inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 // Reads a whole file, also one that another program has open for writing. One that cannot be opened or changes its
 // length meanwhile is tried again for an eighth of a second.
 //   path      not null
-//   bytes     receives the content
+//   content   receives the bytes
 //   maxBytes  a larger file fails
 // On failure appends the system error and "无法打开ini文件", "无法读取ini文件" or "无法读取ini文件:分配内存失败".
 // Behind it: CreateFileW, GetFileSizeEx, ReadFile.
-[[nodiscard]] bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, std::string& bytes, std::size_t maxBytes);
+[[nodiscard]] bool ReadStoredFile(t_errorChain& errors, const wchar_t* path, t_fileContent& content,
+                                  std::size_t maxBytes);
 
 // What becomes of the content that a file has.
 enum class t_oldContent

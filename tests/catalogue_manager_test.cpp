@@ -103,7 +103,7 @@ TEST(Catalogue, RandomRegistryGivesWhatTheModelGives)
             }
             t_hkl record{1, 2, 3, {}, {}}, expected = record;
             const std::uint32_t handle = layouts.Handle();
-            SetHklFromHandle(record, handle);
+            t_layoutIds().SetHklFromHandle(record, handle);
             model.SetFromHandle(expected, handle);
             ASSERT_EQ(n_model::Fields(t_hklList{expected}), n_model::Fields(t_hklList{record})) << handle;
             if (random.OneIn(2)) { // as a service's profile may be
