@@ -100,23 +100,24 @@ TEST(ShellCommand, SplitsAsTheShellDoesAndRefusesTheRest)
 namespace {
 
 constexpr std::uint64_t kPreferred = 0x180000000;
-constexpr std::uint32_t kBase = 0x1000, kOffset = 0x200; // of the one section
+constexpr std::uint32_t kBase = 0x1000, kOffset = 0x200; // of the second section
 
 using t_bytes = std::vector<std::uint8_t>;
 
-// An image with one section, whose first 0x80 bytes are code of the value of their place. "Known" at 0x10 has unwind
-// data for 0x20 bytes and an absolute address at 0x2C, four bytes of which belong to it; "Leaf" is at 0x40; "Other" is
-// a function of another library; the name "Lost" leads out of the file.
+// An image whose second section ends with its last table; the first 0x80 bytes there are code of the value of their
+// place. "Known" at 0x10 has unwind data for 0x20 bytes and an absolute address at 0x2C, four bytes of which belong to
+// it; "Leaf" is at 0x40; "Other" is a function of another library; the name "Lost" leads out of the file.
 t_bytes BuildImage()
 {
     const std::pair<std::size_t, std::vector<std::uint32_t>> words[] = {
         {0x0, {0x5A4D}},
         {0x3C, {0x80}},
-        {0x80, {0x4550, 0x18664, 0, 0, 0, 0xF0, 0x20B}}, // one section
+        {0x80, {0x4550, 0x28664, 0, 0, 0, 0xF0, 0x20B}}, // two sections
         {0xB0, {kPreferred & 0xFFFFFFFF, kPreferred >> 32}},
         // Directories: exports, unwind data, relocations.
         {0x104, {16, kBase + 0x100, 0x60, 0, 0, 0, 0, kBase + 0x1A0, 24, 0, 0, kBase + 0x1C0, 24}},
-        {0x194, {kBase, 0x200, kOffset}},
+        {0x194, {0x3000, 0x10, 0x3F0}},
+        {0x1BC, {kBase, 0x1CC, kOffset}},
         {kOffset + 0x2C, {(kPreferred & 0xFFFFFFFF) + 0x2000, kPreferred >> 32}},
         {kOffset + 0x118, {4, kBase + 0x130, kBase + 0x140, kBase + 0x150}},
         {kOffset + 0x130, {kBase + 0x40, kBase + 0x10, kBase + 0x158}},
@@ -152,10 +153,14 @@ TEST(ImageFile, FindsFunctionsAndRelocatesTheirCode)
     // Moved by 0x12340000: of the address 0x180002000 the low half, 0x92342000, lies in the function.
     expected[0x1E] = 0x34, expected[0x1F] = 0x92;
     EXPECT_EQ(expected, image.ReadFunction(kBase + 0x10, kPreferred + 0x12340000));
-    EXPECT_EQ(t_imageFile::kLeafBytes, image.ReadFunction(kBase + 0x40, kPreferred).size());
-    EXPECT_EQ(8u, image.ReadFunction(kBase + 0x1F8, kPreferred).size()); // the end of the section
-    EXPECT_TRUE(image.ReadFunction(kBase + 0x200, kPreferred).empty());
-    EXPECT_TRUE(image.ReadFunction(0x10, kPreferred).empty());
+    // The function at the section's beginning, one inside, one at its end, and none.
+    for (const auto& [address, size] : {std::pair{kBase, t_imageFile::kLeafBytes},
+                                        {kBase + 0x40, t_imageFile::kLeafBytes},
+                                        {kBase + 0x1C4, 8},
+                                        {kBase + 0x1CC, 0},
+                                        {0x10, 0}}) {
+        EXPECT_EQ(size, image.ReadFunction(address, kPreferred).size()) << address;
+    }
 }
 
 TEST(ImageFile, SurvivesEveryCutAndEveryWrongByte)
