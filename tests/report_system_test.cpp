@@ -95,6 +95,7 @@ TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
     };
     const std::wstring machine = L"SOFTWARE\\Clients\\StartMenuInternet", command = L"\\shell\\open\\command",
                        choice = L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\http\\UserChoice";
+    constexpr wchar_t kUnquoted[] = L"C:\\Program Files\\Internet Explorer\\iexplore.exe"; // the file is there
     const std::wstring ofMachine = L"2 C:\\m.exe|", ofClass = L"1 C:\\h.exe|\"%1\"";
     const std::tuple<HKEY, std::wstring, const wchar_t*, std::wstring, std::wstring> rows[] = {
         {HKEY_LOCAL_MACHINE, machine, L"", L"Machine", L"找不到默认浏览器"},
@@ -105,6 +106,7 @@ TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
         {HKEY_CURRENT_USER, choice, L"ProgId", L"", ofClass},
         {HKEY_CLASSES_ROOT, L"Chosen\\sub" + command, L"", L"C:\\s.exe", ofClass},
         {HKEY_CURRENT_USER, choice, L"ProgId", L"Chosen\\sub", ofClass},
+        {HKEY_CLASSES_ROOT, L"http" + command, L"", kUnquoted + L" %1"s, L"1 "s + kUnquoted + L"|%1"},
         {HKEY_CLASSES_ROOT, L"http" + command, L"", L"\\\\server\\h.exe", ofMachine},
         {HKEY_CLASSES_ROOT, L"http" + command, L"", L"C:\\" + std::wstring(3000, L'x'), ofMachine},
     };
@@ -112,9 +114,14 @@ TEST_F(ReportSystem, FindsTheDefaultBrowserInTheOrderOfTheShell)
         WriteText(root, key, name, text);
         EXPECT_EQ(expected, find()) << text;
     }
-    constexpr wchar_t kExpanded[] = L"%SystemRoot%\\system32\\reg.exe -u %1";
-    WriteRaw(HKEY_CLASSES_ROOT, L"http" + command, L"", REG_EXPAND_SZ, kExpanded, sizeof(kExpanded));
-    EXPECT_EQ(FormatStr(L"1 %s\\system32\\reg.exe|-u %%1", _wgetenv(L"SystemRoot")), find());
+    SetEnvironmentVariableW(L"tarvo_long", std::wstring(2048, L'x').c_str());
+    const std::wstring expanded = L"1 "s + _wgetenv(L"SystemRoot") + L"\\reg.exe|-u %1";
+    for (const auto& [text, expected] :
+         {std::pair{L"%SystemRoot%\\reg.exe -u %1"s, expanded}, {L"C:\\e.exe %tarvo_long%", ofMachine}}) { // too long
+        const auto bytes = static_cast<DWORD>(text.size() * 2 + 2);
+        WriteRaw(HKEY_CLASSES_ROOT, L"http" + command, L"", REG_EXPAND_SZ, text.c_str(), bytes);
+        EXPECT_EQ(expected, find());
+    }
 }
 
 TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
@@ -130,6 +137,8 @@ TEST_F(ReportSystem, ReadsSessionElevationAndIntegrity)
     EXPECT_EQ(!RunsBeforeVista(), ReadIntegrityLevel(level));
     EXPECT_EQ(RunsBeforeVista() ? 0u : IsProcessElevated() ? 0x3000u : 0x2000u, level);
 
+    REPLACE(none, OpenProcessToken, [](auto...) { return FALSE; });
+    EXPECT_FALSE(ReadIntegrityLevel(level));
     REPLACE(lookup, LookupAccountNameW, [](auto...) { return SetLastError(ERROR_NONE_MAPPED), FALSE; });
     EXPECT_FALSE(ReadCurrentSession(errors, session));
     EXPECT_EQ(name, session.user);
