@@ -198,7 +198,7 @@ TEST_F(ReportGather, RandomRegistryGivesAWellFormedReport)
             for (const t_entry& entry : hive.preload) {
                 const bool known = machine.Key(n_model::kLayouts + FormatStr(L"\\%08x", entry.klid)) != nullptr;
                 ASSERT_EQ(known && entry.klid != 0, entry.known) << text;
-                ASSERT_TRUE(&hive != &*desktop || n_model::Hex(entry.stored) == entry.klid) << text;
+                ASSERT_EQ(&hive == &*desktop ? n_model::Hex(entry.stored) : entry.klid, entry.klid) << text;
                 unknown += entry.klid != 0 && !known;
             }
         }
