@@ -20,8 +20,8 @@ constexpr wchar_t kPy[] = L"TarvoPY.ime", kTsf[] = L"TarvoTSF.ime";
 
 const t_layout kClassic{0xE0200804, 0, 0, L"", L"", L"", kPy, L"", L"", false, {}},
     kService{0, 0, 0x0804, L"{A}", L"{B}", kTsf, L"", L"", L"C:\\TarvoTSF.ime", false, {}};
-const t_entry kOther{L"1", L"00000804", 0x0804, true, L"", L"布局", L""},
-    kProducts{L"2", L"e0200804", 0xE0200804, true, kPy, L"布局", L""};
+const t_entry kOtherEntry{L"1", L"00000804", 0x0804, true, L"", L"布局", L""},
+    kClassicEntry{L"2", L"e0200804", 0xE0200804, true, kPy, L"布局", L""};
 
 t_module Module(const wchar_t* name)
 {
@@ -36,7 +36,8 @@ t_report Healthy(bool windows8)
     report.product.version = L"8.5.0.1234";
     report.modules = {Module(kPy), Module(kTsf)};
     report.layouts.records = {windows8 ? kService : kClassic};
-    report.lists.hives = {{L"user", true, {kOther, kProducts}, {}, {}, {}}, {L"logon", false, {kOther}, {}, {}, {}}};
+    report.lists.hives = {{L"user", true, {kOtherEntry, kClassicEntry}, {}, {}, {}},
+                          {L"logon", false, {kOtherEntry}, {}, {}, {}}};
     report.lists.hives[0].preload.resize(windows8 ? 1 : 2);
     return report;
 }
@@ -50,7 +51,8 @@ constexpr wchar_t kOnLogon[] = L"product-on-logon-desktop ", kPending[] = L"pend
                   kHooked[] = L"hooked-function hooked-function ", kOdd[] = L"odd-value ",
                   kUnsigned[] = L"module-unsigned ", kInUse[] = L"module-in-use ", kLoaded[] = L"default-user-loaded ",
                   kNoLayout[] = L"preload-without-layout ", kNoServer[] = L"text-service-without-module ";
-const t_entry kOddEntry{L"1", L"", 0, true, L"", L"", L"x"}, kServices{L"2", L"00000804", 0x0804, true, kTsf, L"", L""};
+const t_entry kOddEntry{L"1", L"", 0, true, L"", L"", L"x"},
+    kServiceEntry{L"2", L"00000804", 0x0804, true, kTsf, L"", L""};
 
 } // namespace
 
@@ -69,11 +71,11 @@ TEST(Findings, EveryKindShowsOnTheMachineThatHasItAndOnlyThere)
         // lists
         {[](t_report& r) { Preload(r, 1)[0].known = false; }, kNoLayout, kNoLayout},
         {[](t_report& r) { Preload(r, 1)[0].known = false, Preload(r, 1)[0].klid = 0; }, L"", L""},
-        {[](t_report& r) { Preload(r, 0).push_back(kProducts); }, L"layout-listed-twice ", L""}, // then one
+        {[](t_report& r) { Preload(r, 0).push_back(kClassicEntry); }, L"layout-listed-twice ", L""}, // then one
         {[](t_report& r) { Preload(r, 0).resize(1); }, L"layout-not-listed ", L""},
         {[](t_report& r) { Preload(r, 0).resize(1), r.lists.hives[0].unseen.resize(1); }, L"", L""},
-        {[](t_report& r) { Preload(r, 1).push_back(kProducts); }, kOnLogon, kOnLogon},
-        {[](t_report& r) { Preload(r, 1).push_back(kServices); }, kOnLogon, kOnLogon},
+        {[](t_report& r) { Preload(r, 1).push_back(kClassicEntry); }, kOnLogon, kOnLogon},
+        {[](t_report& r) { Preload(r, 1).push_back(kServiceEntry); }, kOnLogon, kOnLogon},
         // registration
         {[](t_report& r) { r.layouts.records.push_back(kClassic); }, L"", L"classic-layout-left "},
         {[](t_report& r) { r.layouts.records.push_back(kService); }, L"text-service-too-early ", L""},
@@ -148,8 +150,8 @@ t_report Rich()
     report.lists.hives = {{L"S-1",
                            true,
                            {{L"03", L"e0990804\n", 0xE0990804, false, L"", L"", L"odd"}},
-                           {kProducts},
-                           {kOther},
+                           {kClassicEntry},
+                           {kOtherEntry},
                            {L"hive"}}};
     report.messages = {{{L"错误\t一", true}}, {{L"C:\\error.log", {L"第一行", L"第二行"}}}, {L"messages"}};
     report.findings = {{L"code", L"what", L"mend"}};
