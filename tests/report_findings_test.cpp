@@ -18,35 +18,14 @@ namespace {
 
 constexpr wchar_t kPy[] = L"TarvoPY.ime", kTsf[] = L"TarvoTSF.ime";
 
+const t_layout kClassic{0xE0200804, 0, 0, L"", L"", L"", kPy, L"", L"", false, {}},
+    kService{0, 0, 0x0804, L"{A}", L"{B}", kTsf, L"", L"", L"C:\\TarvoTSF.ime", false, {}};
+const t_entry kOtherEntry{L"1", L"00000804", 0x0804, true, L"", L"布局", L""},
+    kClassicEntry{L"2", L"e0200804", 0xE0200804, true, kPy, L"布局", L""};
+
 t_module Module(const wchar_t* name)
 {
-    t_module module;
-    module.file = {name, FormatStr(L"C:\\%s", name), true, 4096, L"1.0.0.1", true, L"accepted"};
-    return module;
-}
-
-t_entry Entry(const wchar_t* key, const wchar_t* imeFile = L"")
-{
-    const std::uint32_t klid = *imeFile == L'\0' ? 0x0804 : 0xE0200804;
-    return {key, FormatStr(L"%08x", klid), klid, true, imeFile, L"布局", L""};
-}
-
-t_layout Classic()
-{
-    t_layout layout;
-    layout.klid = 0xE0200804;
-    layout.keyImeFile = kPy;
-    return layout;
-}
-
-t_layout Service()
-{
-    t_layout layout;
-    layout.langId = 0x0804;
-    layout.service = L"{A}", layout.profile = L"{B}";
-    layout.imeFile = kTsf;
-    layout.server = L"C:\\" + std::wstring(kTsf);
-    return layout;
+    return {{name, FormatStr(L"C:\\%s", name), true, 4096, L"1.0.0.1", true, L"accepted"}, {}, {}, {}};
 }
 
 // A machine on which nothing is wrong.
@@ -56,13 +35,10 @@ t_report Healthy(bool windows8)
     report.system.windows8OrLater = windows8;
     report.product.version = L"8.5.0.1234";
     report.modules = {Module(kPy), Module(kTsf)};
-    report.layouts.records = {windows8 ? Service() : Classic()};
-    report.lists.hives.resize(2);
-    t_hive &user = report.lists.hives[0], &logon = report.lists.hives[1];
-    user.loggedOn = true;
-    user.preload = {Entry(L"1"), Entry(L"2", kPy)};
-    user.preload.resize(windows8 ? 1 : 2);
-    logon.preload = {Entry(L"1")};
+    report.layouts.records = {windows8 ? kService : kClassic};
+    report.lists.hives = {{L"user", true, {kOtherEntry, kClassicEntry}, {}, {}, {}},
+                          {L"logon", false, {kOtherEntry}, {}, {}, {}}};
+    report.lists.hives[0].preload.resize(windows8 ? 1 : 2);
     return report;
 }
 
@@ -71,77 +47,72 @@ t_list<t_entry>& Preload(t_report& report, std::size_t hive)
     return report.lists.hives[hive].preload;
 }
 
-std::wstring Codes(const t_report& report)
-{
-    std::wstring codes;
-    for (const t_finding& finding : Judge(report)) {
-        EXPECT_FALSE(finding.mend.empty()) << ToUtf8(finding.code);
-        codes += finding.code + L" "s;
-    }
-    return codes;
-}
-
 constexpr wchar_t kOnLogon[] = L"product-on-logon-desktop ", kPending[] = L"pending-file-operation ",
-                  kHooked[] = L"hooked-function hooked-function ", kOdd[] = L"odd-value ";
-const t_entry kOddEntry{L"1", L"", 0, true, L"", L"", L"x"};
+                  kHooked[] = L"hooked-function hooked-function ", kOdd[] = L"odd-value ",
+                  kUnsigned[] = L"module-unsigned ", kInUse[] = L"module-in-use ", kLoaded[] = L"default-user-loaded ",
+                  kNoLayout[] = L"preload-without-layout ", kNoServer[] = L"text-service-without-module ";
+const t_entry kOddEntry{L"1", L"", 0, true, L"", L"", L"x"},
+    kServiceEntry{L"2", L"00000804", 0x0804, true, kTsf, L"", L""};
 
 } // namespace
 
 TEST(Findings, EveryKindShowsOnTheMachineThatHasItAndOnlyThere)
 {
-    struct t_row
-    {
-        std::function<void(t_report&)> change;
-        const wchar_t *before8, *since8; // codes
-    };
     const auto uninstall = [](t_report& r) {
         r.product.version.clear();
         r.modules[0].file.present = r.modules[1].file.present = false;
         r.layouts.records.clear();
         Preload(r, 0).resize(1);
     };
-    const t_row rows[] = {
+    // A change, and the codes before Windows 8 and since.
+    const std::tuple<std::function<void(t_report&)>, const wchar_t*, const wchar_t*> rows[] = {
         {[](t_report&) {}, L"", L""},
         {uninstall, L"", L""},
         // lists
-        {[](t_report& r) { Preload(r, 1)[0].known = false; }, L"preload-without-layout ", L"preload-without-layout "},
-        {[](t_report& r) { Preload(r, 1)[0] = {L"1", L"x", 0, false, L"", L"", L""}; }, L"", L""},
-        {[](t_report& r) { Preload(r, 0).push_back(Entry(L"3", kPy)); }, L"layout-listed-twice ", L""}, // then one
+        {[](t_report& r) { Preload(r, 1)[0].known = false; }, kNoLayout, kNoLayout},
+        {[](t_report& r) { Preload(r, 1)[0].known = false, Preload(r, 1)[0].klid = 0; }, L"", L""},
+        {[](t_report& r) { Preload(r, 0).push_back(kClassicEntry); }, L"layout-listed-twice ", L""}, // then one
         {[](t_report& r) { Preload(r, 0).resize(1); }, L"layout-not-listed ", L""},
         {[](t_report& r) { Preload(r, 0).resize(1), r.lists.hives[0].unseen.resize(1); }, L"", L""},
-        {[](t_report& r) { Preload(r, 1).push_back(Entry(L"2", kPy)); }, kOnLogon, kOnLogon},
-        {[](t_report& r) { Preload(r, 1).push_back(Entry(L"2", kTsf)); }, kOnLogon, kOnLogon},
+        {[](t_report& r) { Preload(r, 1).push_back(kClassicEntry); }, kOnLogon, kOnLogon},
+        {[](t_report& r) { Preload(r, 1).push_back(kServiceEntry); }, kOnLogon, kOnLogon},
         // registration
-        {[](t_report& r) { r.layouts.records.push_back(Classic()); }, L"", L"classic-layout-left "},
-        {[](t_report& r) { r.layouts.records.push_back(Service()); }, L"text-service-too-early ", L""},
+        {[](t_report& r) { r.layouts.records.push_back(kClassic); }, L"", L"classic-layout-left "},
+        {[](t_report& r) { r.layouts.records.push_back(kService); }, L"text-service-too-early ", L""},
         {[](t_report& r) { r.layouts.records.clear(); }, L"layout-missing ", L"text-service-missing "},
         {[&](t_report& r) { uninstall(r), r.modules[0].file.present = true; }, L"layout-missing ", L""},
         {[&](t_report& r) { uninstall(r), r.modules[1].file.present = true; }, L"", L"text-service-missing "},
-        {[](t_report& r) { r.layouts.records[0].serverMissing = true; }, L"", L"text-service-without-module "},
+        {[](t_report& r) { r.layouts.records[0].serverMissing = true; }, L"", kNoServer},
         {[](t_report& r) { r.layouts.records[0].serverMissing = true, r.modules[1].file.present = false; }, L"",
-         L"text-service-without-module "},
+         kNoServer},
         // modules
         {[](t_report& r) { r.modules[0].file.present = false; }, L"module-missing ", L""},
         {[](t_report& r) { r.modules[1].file.present = false; }, L"", L"module-missing "},
         {[](t_report& r) { r.modules[0].file.present = false, r.product.version.clear(); }, L"module-missing ", L""},
-        {[](t_report& r) { r.modules[1].file.genuine = false; }, L"module-unsigned ", L"module-unsigned "},
+        {[](t_report& r) { r.modules[1].file.genuine = false; }, kUnsigned, kUnsigned},
         {[](t_report& r) { r.modules[0].file.present = r.modules[0].file.genuine = false; }, L"module-missing ", L""},
-        {[](t_report& r) { r.modules[0].holders.resize(2); }, L"module-in-use ", L"module-in-use "},
+        {[](t_report& r) { r.modules[0].holders.resize(2); }, kInUse, kInUse},
         {[](t_report& r) { r.modules[0].pending.resize(1); }, kPending, kPending},
         {[](t_report& r) { r.product.pending.resize(1); }, kPending, kPending},
         // the rest
-        {[](t_report& r) { r.lists.defaultUserLoaded = true; }, L"default-user-loaded ", L"default-user-loaded "},
-        {[](t_report& r) { r.system.hooked.resize(2); }, L"hooked-function hooked-function ", kHooked},
+        {[](t_report& r) { r.lists.defaultUserLoaded = true; }, kLoaded, kLoaded},
+        {[](t_report& r) { r.system.hooked.resize(2); }, kHooked, kHooked},
         {[](t_report& r) { r.layouts.records[0].odd.resize(1); }, kOdd, kOdd},
         {[](t_report& r) { Preload(r, 1)[0].odd = L"x"; }, kOdd, kOdd},
         {[](t_report& r) { r.lists.hives[1].sortOrder = {kOddEntry}; }, kOdd, kOdd},
         {[](t_report& r) { r.lists.hives[1].hidden = {kOddEntry}; }, kOdd, kOdd},
     };
-    for (const t_row& row : rows) {
+    for (const auto& row : rows) {
+        const auto& [change, before8, since8] = row;
         for (const bool windows8 : {false, true}) {
             t_report report = Healthy(windows8);
-            row.change(report);
-            EXPECT_EQ(windows8 ? row.since8 : row.before8, Codes(report)) << "row " << &row - rows;
+            change(report);
+            std::wstring codes;
+            for (const t_finding& finding : Judge(report)) {
+                EXPECT_FALSE(finding.mend.empty()) << ToUtf8(finding.code);
+                codes += finding.code + L" "s;
+            }
+            EXPECT_EQ(windows8 ? since8 : before8, codes) << "row " << &row - rows;
         }
     }
 }
@@ -171,7 +142,7 @@ t_report Rich()
     report.modules[0].holders = {{12, L"记事本.exe"}, {13, L"b.exe"}};
     report.modules[0].pending = {{L"C:\\py", L"", false}};
     report.modules[0].unseen = {L"programs"};
-    report.layouts.records = {Service()};
+    report.layouts.records = {kService};
     report.layouts.records[0].serverMissing = true;
     report.layouts.records[0].handle = 0xFFFFFFFFF0010804;
     report.layouts.records[0].odd = {L"odd"};
@@ -179,8 +150,8 @@ t_report Rich()
     report.lists.hives = {{L"S-1",
                            true,
                            {{L"03", L"e0990804\n", 0xE0990804, false, L"", L"", L"odd"}},
-                           {Entry(L"0", kPy)},
-                           {Entry(L"1")},
+                           {kClassicEntry},
+                           {kOtherEntry},
                            {L"hive"}}};
     report.messages = {{{L"错误\t一", true}}, {{L"C:\\error.log", {L"第一行", L"第二行"}}}, {L"messages"}};
     report.findings = {{L"code", L"what", L"mend"}};
@@ -206,16 +177,11 @@ TEST(Rendering, ShowsInTextWhatOnlyRareMachinesHave)
              "arguments: none (from choice)\n  Hooked: a.dll!F\n  Not seen: x.dll\n\nProduct",
              "\n  User path: unknown\n",
              "\n  Not seen: runtime\n\nModules",
-             "accepted\n    Loaded by 记事本.exe (12)\n    Loaded by b.exe (13)\n    After a restart: C:\\py is "
-             "deleted\n"
-             "    Not seen: programs\n",
+             "accepted\n    Loaded by 记事本.exe (12)\n    Loaded by b.exe (13)\n    After a restart: C:\\py",
+             " is deleted\n    Not seen: programs\n",
              " handle FFFFFFFFF0010804 language 0804 (no name), TarvoTSF.ime\n",
-             "\n      03: e0990804\xEF\xBF\xBD (no layout stands behind it); odd: odd\n",
-             "\n    Not seen: hive\n",
-             "\n    (flagged) 错误\xEF\xBF\xBD一\n  C:\\error.log\n    第一行\n    第二\xEF\xBF\xBD行\n  Not seen: "
-             "messages\n",
+             "\n    (flagged) 错误\xEF\xBF\xBD一\n  C:\\error.log\n    第一行\n    第二\xEF\xBF\xBD行\n  Not seen",
              "\n  module-in-use: C:\\TarvoPY.ime is loaded by 记事本.exe (12), b.exe (13).\n    End these programs, or",
-             "\n  pending-file-operation: C:\\T\\a waits for a restart to become C:\\T\\b.\n    Restart Windows.\n",
              "\n  hooked-function: The code of a.dll!F is not that of its file.\n    Find the program that does this",
          }) {
         EXPECT_NE(text.npos, text.find(part)) << part << "\n" << text;
@@ -245,7 +211,7 @@ TEST(Rendering, ShowsEverythingAsJson)
  "imeFile": "TarvoTSF.ime","service": "{A}","profile": "{B}","server": "C:\\TarvoTSF.ime","serverMissing": true,
  "odd": ["odd"]}],"unseen": ["layouts"]},
 "lists": {"hives": [{"name": "S-1","loggedOn": true,"preload": [{"key": "03","stored": "e0990804\n",
- "klid": "E0990804","known": false,"name": null,"odd": "odd"}],"sortOrder": [{"key": "0","stored": "e0200804",
+ "klid": "E0990804","known": false,"name": null,"odd": "odd"}],"sortOrder": [{"key": "2","stored": "e0200804",
  "klid": "E0200804","known": true,"name": "布局","odd": null}],"hidden": [{"key": "1","stored": "00000804",
  "klid": "00000804","known": true,"name": "布局","odd": null}],"unseen": ["hive"]}],"defaultUserLoaded": false},
 "messages": {"unread": [{"text": "错误\t一","flag": true}],"logs": [{"path": "C:\\error.log","lines": ["第一行",
@@ -285,6 +251,7 @@ TEST(Utf8, EncodesEveryLengthAndReplacesSingleSurrogates)
 {
     EXPECT_EQ("aé中\xF0\x9F\x98\x80", ToUtf8(L"aé中\xD83D\xDE00"));
     EXPECT_EQ("\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD", ToUtf8(L"\xD83Dx\xDE00\xD83D"));
+    EXPECT_EQ("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", ToUtf8(L"\xD800\xDC00\xDBFF\xDFFF"));
     EXPECT_EQ("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", ToUtf8(L"\x7F\x80\x7FF\x800\xFFFF"));
 }
 
