@@ -204,19 +204,15 @@ std::wstring Security(const wchar_t* name)
 
 TEST_F(Reg, DeniedDeleteHasAccessToThatKeyAloneForASecondAttempt)
 {
-    wchar_t name[] = L"CURRENT_USER\\k\\x";
+    const wchar_t name[] = L"CURRENT_USER\\k\\x";
     const wchar_t childName[] = L"CURRENT_USER\\k\\x\\child";
     OpenKey(user, L"k");
-    MakeKey(HKEY_CURRENT_USER, L"k\\x\\child");
     t_localMemory descriptor;
     ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;CI;KR;;;WD)(A;CI;KA;;;BA)", SDDL_REVISION_1,
                                                                      descriptor.Put(), nullptr));
-    BOOL present = FALSE, defaulted = FALSE;
-    ACL* list = nullptr;
-    GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted);
-    ASSERT_EQ(DWORD{ERROR_SUCCESS},
-              SetNamedSecurityInfoW(name, SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr, list, nullptr));
-
+    ASSERT_EQ(ERROR_SUCCESS, RegSetKeySecurity(MakeKey(HKEY_CURRENT_USER, L"k\\x").Get(), DACL_SECURITY_INFORMATION,
+                                               descriptor.Get()));
+    MakeKey(HKEY_CURRENT_USER, L"k\\x\\child");
     const std::wstring key = Security(name), child = Security(childName);
     const auto expectAccess = [&] {
         std::wstring given = Security(name);
