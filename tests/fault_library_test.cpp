@@ -97,15 +97,13 @@ TEST_F(FaultsOfLibrary, RegistryKeys)
         prepare);
 
     // A key that refuses its deletion at first, so that access to it is repaired.
-    REPLACE(adjust, AdjustTokenPrivileges,
-            [&](HANDLE, WINBOOL, TOKEN_PRIVILEGES* next, DWORD, TOKEN_PRIVILEGES* former, DWORD*) -> WINBOOL {
-                if (former != nullptr) {
-                    *former = *next;
-                    former->Privileges[0].Attributes = 0;
-                }
-                privileges[next->Privileges[0].Luid.LowPart] = next->Privileges[0].Attributes;
-                return TRUE;
-            });
+    REPLACE(adjust, AdjustTokenPrivileges, [&](auto, auto, auto* next, auto, auto* former, auto) {
+        if (former != nullptr) {
+            (*former = *next).Privileges[0].Attributes = 0;
+        }
+        privileges[next->Privileges[0].Luid.LowPart] = next->Privileges[0].Attributes;
+        return TRUE;
+    });
     REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
         return remove.calls % 2 == 1 ? LSTATUS{ERROR_ACCESS_DENIED} : remove.Original(key, name);
     });
@@ -152,13 +150,8 @@ TEST_F(FaultsOfLibrary, Locks)
 // A process killed at a call of a save would leave what the files hold at that moment, so every call checks it.
 TEST_F(FaultsOfLibrary, Configuration)
 {
-    enum t_place
-    {
-        inFolder,
-        ofDamagedFile,
-        withoutNewFiles,
-        withoutReplacement
-    } place = inFolder;
+    constexpr int kInFolder = 0, kDamagedFile = 1, kWithoutNewFiles = 2, kWithoutReplacement = 3;
+    int place = kInFolder;
     const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
     const std::wstring path = directory.Path(L"t.ini"), temporary = directory.Path(L"temp\\");
     std::string old;
@@ -188,8 +181,8 @@ TEST_F(FaultsOfLibrary, Configuration)
     REPLACE(secure, SetKernelObjectSecurity, [&](auto... all) { return secure.Original(all...); });
     REPLACE(create, CreateFileW, [&](auto name, DWORD access, auto... rest) {
         const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
-        const bool isLoad = access == GENERIC_READ, narrow = place >= withoutNewFiles;
-        if ((place == withoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
+        const bool isLoad = access == GENERIC_READ, narrow = place >= kWithoutNewFiles;
+        if ((place == kWithoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
             return SetLastError(ERROR_ACCESS_DENIED), INVALID_HANDLE_VALUE;
         }
         isLoad ? void() : look();
@@ -214,18 +207,18 @@ TEST_F(FaultsOfLibrary, Configuration)
     REPLACE(move, MoveFileExW, [&](auto... all) {
         look();
         SetLastError(ERROR_ACCESS_DENIED);
-        return place != withoutReplacement && move.Original(all...);
+        return place != kWithoutReplacement && move.Original(all...);
     });
-    for (const auto& [name, at] : {std::pair("configuration", inFolder),
-                                   {"configuration, set aside", ofDamagedFile},
-                                   {"configuration, copied elsewhere", withoutNewFiles},
-                                   {"configuration, in place", withoutReplacement}}) {
+    for (const auto& [name, at] : {std::pair("configuration", kInFolder),
+                                   {"configuration, set aside", kDamagedFile},
+                                   {"configuration, copied elsewhere", kWithoutNewFiles},
+                                   {"configuration, in place", kWithoutReplacement}}) {
         place = at;
         Try(
             name,
             [&](t_errorChain& errors) {
                 n_config::t_configFile file;
-                if (!file.Load(errors, path.c_str()) && place != ofDamagedFile) {
+                if (!file.Load(errors, path.c_str()) && place != kDamagedFile) {
                     return false;
                 }
                 errors.Clear();
@@ -237,14 +230,14 @@ TEST_F(FaultsOfLibrary, Configuration)
             [&] {
                 std::filesystem::remove_all(directory.Path());
                 std::filesystem::create_directories(temporary);
-                directory.Write(L"t.ini", old = place == ofDamagedFile ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
+                directory.Write(L"t.ini", old = place == kDamagedFile ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
                 said.clear(), rewritten = nullptr, roomMade = false, secure.calls = 0;
             },
             [&](const t_faultSweep& sweep, bool saved) {
                 const std::string kept = copy();
                 if (sweep.FailedFirst().empty()) {
-                    EXPECT_EQ(place >= withoutNewFiles, rewritten != nullptr);
-                    EXPECT_EQ(place == withoutReplacement ? 2 : 1, secure.calls) << "without the file's access list";
+                    EXPECT_EQ(place >= kWithoutNewFiles, rewritten != nullptr);
+                    EXPECT_EQ(place == kWithoutReplacement ? 2 : 1, secure.calls) << "without the file's access list";
                 }
                 if (sweep.Failed("DeleteFileW")) {
                     EXPECT_THAT(stored() + kept, testing::HasSubstr(saved ? written : old));
@@ -252,7 +245,7 @@ TEST_F(FaultsOfLibrary, Configuration)
                 }
                 EXPECT_EQ(saved ? written : old, kept.empty() ? stored() : kept);
                 if (!sweep.FailsEveryLater()) {
-                    EXPECT_EQ(saved && place == ofDamagedFile ? old : "", directory.Read(L"t.ini.bad"));
+                    EXPECT_EQ(saved && place == kDamagedFile ? old : "", directory.Read(L"t.ini.bad"));
                 }
                 if (!sweep.FailsEveryLater() || !roomMade) {
                     EXPECT_EQ("", kept) << "the old content stands in its place";

@@ -99,7 +99,7 @@ std::vector<t_systemCall*> MakeTable()
 
     // Functions that return an error code
     fails(key, {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
-    fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW), CALL(RegCreateKeyW)});
+    fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW)});
     fails(none, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
     fails(none, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
     fails(none, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
