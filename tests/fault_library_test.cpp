@@ -231,13 +231,17 @@ TEST_F(FaultsOfLibrary, Configuration)
                 std::filesystem::remove_all(directory.Path());
                 std::filesystem::create_directories(temporary);
                 directory.Write(L"t.ini", old = place == kDamagedFile ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
-                said.clear(), rewritten = nullptr, roomMade = false, secure.calls = 0;
+                said.clear(), rewritten = nullptr, roomMade = false, secure.calls = flush.calls = 0;
             },
             [&](const t_faultSweep& sweep, bool saved) {
                 const std::string kept = copy();
                 if (sweep.FailedFirst().empty()) {
                     EXPECT_EQ(place >= kWithoutNewFiles, rewritten != nullptr);
                     EXPECT_EQ(place == kWithoutReplacement ? 2 : 1, secure.calls) << "without the file's access list";
+                    EXPECT_EQ(secure.calls + (rewritten != nullptr ? 1 : 0), flush.calls) << "not on the disk";
+                }
+                if (!saved && stored() != old) {
+                    EXPECT_THAT(said, testing::HasSubstr(L"|旧内容保存在:"));
                 }
                 if (sweep.Failed("DeleteFileW")) {
                     EXPECT_THAT(stored() + kept, testing::HasSubstr(saved ? written : old));
