@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <limits>
 #include <tuple>
@@ -14,13 +15,11 @@ TEST(FormatTime, FollowsThePattern)
 {
     std::tm time{};
     time.tm_year = 123, time.tm_mon = 3, time.tm_mday = 8, time.tm_wday = 6, time.tm_min = 3, time.tm_sec = 27;
-    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
-        {L"%Y-%M-%D(%W) %h:%m:%s", L"2023-04-08(6) 00:03:27"},
-        {L"%Y%q%M", L"2023"},
-        {L"100%% 时", L"100% 时"},
-        {L"%D%", L"08"},
-        {L"", L""},
-    };
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {{L"%Y-%M-%D(%W) %h:%m:%s", L"2023-04-08(6) 00:03:27"},
+                                                              {L"%Y%q%M", L"2023"},
+                                                              {L"100%% 时", L"100% 时"},
+                                                              {L"%D%", L"08"},
+                                                              {L"", L""}};
     for (const auto& [pattern, expected] : rows) {
         t_str text;
         FormatTime(text, time, pattern);
@@ -56,14 +55,6 @@ struct ErrorListLayout : testing::Test
         return found;
     }
 
-    // The area's first UTF-16 units.
-    std::vector<std::uint16_t> Units(std::size_t count) const
-    {
-        std::vector<std::uint16_t> units(count);
-        std::memcpy(units.data(), area.data(), count * 2);
-        return units;
-    }
-
     std::vector<std::byte> area;
     t_errorListLayout list;
 };
@@ -73,12 +64,13 @@ TEST_F(ErrorListLayout, StoresEntriesBackToBack)
     EXPECT_EQ(kDone, list.Add(L"ab", true));
     EXPECT_EQ(kDone, list.Add(L"错", false));
     list.InitialiseIfNew(); // of an existing list nothing is touched
-    const std::vector<std::uint16_t> expected = {0, 16, 26, 0, 12, 0, 1, 'a', 'b', 0, 0, 0x9519, 0, 0};
-    EXPECT_EQ(expected, Units(14));
-    EXPECT_EQ(L"ab!", Next());
-    EXPECT_EQ(L"错", Next());
-    EXPECT_EQ(L"", Next());
-    EXPECT_EQ(26, Units(14)[4]);
+    std::array<std::uint16_t, 14> units = {0, 16, 26, 0, 12, 0, 1, 'a', 'b', 0, 0, 0x9519, 0, 0};
+    EXPECT_EQ(0, std::memcmp(units.data(), area.data(), 28));
+    for (const wchar_t* const expected : {L"ab!", L"错", L""}) {
+        EXPECT_EQ(expected, Next());
+    }
+    units[4] = 26; // all is read
+    EXPECT_EQ(0, std::memcmp(units.data(), area.data(), 28));
 }
 
 TEST_F(ErrorListLayout, KeepsUnreadTextsWithAClearFlagOnce)
@@ -87,13 +79,11 @@ TEST_F(ErrorListLayout, KeepsUnreadTextsWithAClearFlagOnce)
         EXPECT_EQ(kDone, list.Add(L"once", false));
         EXPECT_EQ(kDone, list.Add(L"twice", true));
     }
-    for (const auto& [text, present] : {std::pair{L"once", true},
-                                        {L"onc", false},
-                                        {L"onces", false},
-                                        {L"\1twice", true},
-                                        {L"twice", false},
-                                        {L"", true}}) {
-        EXPECT_EQ(present, Has(text)) << text; // a clear flag reads as an empty text
+    const std::pair<const wchar_t*, bool> rows[] = {
+        {L"once", true},    {L"onc", false},   {L"onces", false},
+        {L"\1twice", true}, {L"twice", false}, {L"", true}}; // a clear flag reads as an empty text
+    for (const auto& [text, present] : rows) {
+        EXPECT_EQ(present, Has(text)) << text;
     }
     EXPECT_EQ(L"once", Next());
     EXPECT_FALSE(Has(L"once"));

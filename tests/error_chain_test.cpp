@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "diag/error_chain.h"
@@ -12,13 +13,6 @@ std::wstring Joined(t_errorChain& chain, const wchar_t* processName, std::size_t
     std::vector<wchar_t> buffer(units, L'#');
     JoinLinesNaming(chain, buffer, processName);
     return buffer.data();
-}
-
-void AddEntries(t_errorChain& chain, int count)
-{
-    for (int i = 1; i <= count; ++i) {
-        chain.NewEntry() << i;
-    }
 }
 
 } // namespace
@@ -35,39 +29,32 @@ TEST(ErrorChain, FailFormatsAnEntryAndReturnsFalse)
 
     chain.Fail(L"%s", L"more");
     chain.Clear();
-    EXPECT_TRUE(chain.IsEmpty());
-    EXPECT_FALSE(chain.HasFailed());
-    chain.NewEntry() << L"after";
-    EXPECT_EQ(L"after", Joined(chain, nullptr));
+    EXPECT_EQ(std::pair(true, false), std::pair(chain.IsEmpty(), chain.HasFailed()));
 }
 
 TEST(ErrorChain, DiscardingOneKeepsOnlyTheFlag)
 {
     t_errorChain chain(t_errorChain::kDiscarding);
     EXPECT_FALSE(chain.Fail(L"%s", L"x"));
-    EXPECT_TRUE(chain.HasFailed());
     chain.NewEntry() << L"x";
     EXPECT_EQ(L"", chain.NewEntry());
-    EXPECT_TRUE(chain.IsEmpty());
-    EXPECT_FALSE(chain.KeepsEntries());
+    EXPECT_EQ(std::tuple(true, true, false), std::tuple(chain.HasFailed(), chain.IsEmpty(), chain.KeepsEntries()));
 }
 
 TEST(ErrorChain, LinesShowTheFirstNineEntriesAndTheLast)
 {
-    const std::pair<int, const wchar_t*> cases[] = {
-        {9, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9"},
-        {10, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9\r\n10"},
-        {12, L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9\r\n12"},
-    };
-    for (const auto& [count, expected] : cases) {
+    const std::wstring nine = L"1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7\r\n8\r\n9", named = L"\r\n\r\n进程名：a.exe";
+    const std::tuple<int, const wchar_t*, std::wstring> rows[] = {{0, L"a.exe", L""},
+                                                                  {9, L"a.exe", nine + named},
+                                                                  {10, nullptr, nine + L"\r\n10"},
+                                                                  {12, nullptr, nine + L"\r\n12"}};
+    for (const auto& [count, program, expected] : rows) {
         t_errorChain chain;
-        AddEntries(chain, count);
-        EXPECT_EQ(expected, Joined(chain, nullptr)) << count;
+        for (int i = 1; i <= count; ++i) {
+            chain.NewEntry() << i;
+        }
+        EXPECT_EQ(expected, Joined(chain, program)) << count;
     }
-    t_errorChain chain;
-    EXPECT_EQ(L"", Joined(chain, L"a.exe"));
-    AddEntries(chain, 1);
-    EXPECT_EQ(L"1\r\n\r\n进程名：a.exe", Joined(chain, L"a.exe"));
 }
 
 TEST(ErrorChain, LinesAreCutToTheBuffer)

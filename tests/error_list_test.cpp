@@ -31,7 +31,7 @@ TEST_F(ErrorList, HoldsTheMutexInEveryOperation)
     EXPECT_TRUE(list.Add(errors, L"a", true));
     EXPECT_TRUE(list.Contains(L"\1a"));
     EXPECT_TRUE(list.ReadNext(errors, text, flag));
-    EXPECT_EQ(std::pair(std::wstring(L"a"), true), std::pair(std::wstring(text), flag));
+    EXPECT_EQ(std::tuple(L"a", true), std::tuple(text, flag));
     EXPECT_TRUE(list.MarkAllRead(errors));
     EXPECT_EQ(std::pair(5, 5), std::pair(wait.calls, release.calls));
 }
@@ -58,10 +58,9 @@ TEST_F(ErrorList, IsOpenedBySecondProcessAndSurvivesItsDeath)
     }
     EXPECT_TRUE(t_childProcess("ErrorList.DISABLED_OpensAndDiesWriting").Passed());
     EXPECT_TRUE(list.Add(errors, L"second", true));
-    for (const wchar_t* const expected : {L"first", L"second", L""}) {
+    for (const auto& expected : {std::tuple(L"first", false), {L"second", true}, {L"", false}}) {
         EXPECT_TRUE(list.ReadNext(errors, text, flag));
-        EXPECT_EQ(expected, text);
-        EXPECT_EQ(text == L"second", flag);
+        EXPECT_EQ(expected, std::tuple(text, flag));
     }
 }
 

@@ -1,11 +1,4 @@
-#include <windows.h>
-
 #include <tlhelp32.h>
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <map>
 
 #include "base/critical_section.h"
 #include "base/locker.h"
@@ -19,9 +12,7 @@
 #include "report/gather.h"
 #include "runtime/runtime.h"
 #include "tests/fault_sweep.h"
-#include "tests/import_patch.h"
-#include "tests/scratch_directory.h"
-#include "tests/scratch_registry.h"
+#include "tests/windows_test.h"
 
 using namespace std::string_literals;
 
@@ -48,8 +39,10 @@ struct FaultsOfLibrary : testing::Test
             },
             [&] { done = operation(errors); },
             [&] {
-                EXPECT_TRUE(done || !sweep.FailedFirst().empty());
-                EXPECT_TRUE(done || !errors.IsEmpty());
+                if (!done) {
+                    EXPECT_NE("", sweep.FailedFirst());
+                    EXPECT_FALSE(errors.IsEmpty());
+                }
                 check(sweep, done);
             });
     }
@@ -104,15 +97,13 @@ TEST_F(FaultsOfLibrary, RegistryKeys)
         prepare);
 
     // A key that refuses its deletion at first, so that access to it is repaired.
-    REPLACE(adjust, AdjustTokenPrivileges,
-            [&](HANDLE, WINBOOL, TOKEN_PRIVILEGES* next, DWORD, TOKEN_PRIVILEGES* former, DWORD*) -> WINBOOL {
-                if (former != nullptr) {
-                    *former = *next;
-                    former->Privileges[0].Attributes = 0;
-                }
-                privileges[next->Privileges[0].Luid.LowPart] = next->Privileges[0].Attributes;
-                return TRUE;
-            });
+    REPLACE(adjust, AdjustTokenPrivileges, [&](auto, auto, auto* next, auto, auto* former, auto) {
+        if (former != nullptr) {
+            (*former = *next).Privileges[0].Attributes = 0;
+        }
+        privileges[next->Privileges[0].Luid.LowPart] = next->Privileges[0].Attributes;
+        return TRUE;
+    });
     REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
         return remove.calls % 2 == 1 ? LSTATUS{ERROR_ACCESS_DENIED} : remove.Original(key, name);
     });
@@ -125,8 +116,8 @@ TEST_F(FaultsOfLibrary, RegistryKeys)
         },
         prepare,
         [&](const t_faultSweep& sweep, bool) {
-            for (const auto& [privilege, attributes] : privileges) {
-                EXPECT_EQ(sweep.Failed("AdjustTokenPrivileges") ? attributes : 0, attributes);
+            if (!sweep.Failed("AdjustTokenPrivileges")) {
+                EXPECT_THAT(privileges, testing::Each(testing::Pair(testing::_, 0)));
             }
         });
 }
@@ -156,58 +147,124 @@ TEST_F(FaultsOfLibrary, Locks)
     });
 }
 
+// A process killed at a call of a save would leave what the files hold at that moment, so every call checks it.
 TEST_F(FaultsOfLibrary, Configuration)
 {
-    const std::string plain = "[a]\r\nk=1\r\n", damaged = "[a]\nk=\xD6\x20\n",
-                      changed = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0002\0\r\0\n\0"s;
-    bool refuse = false;
-    REPLACE(move, MoveFileExW, [&](auto... all) -> WINBOOL {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return refuse ? FALSE : move.Original(all...);
+    constexpr int kInFolder = 0, kDamagedFile = 1, kWithoutNewFiles = 2, kWithoutReplacement = 3;
+    int place = kInFolder;
+    const std::string written = "\xFF\xFE[\0a\0]\0\r\0\n\0k\0=\0n\0e\0w\0\r\0\n\0"s;
+    const std::wstring path = directory.Path(L"t.ini"), temporary = directory.Path(L"temp\\");
+    std::string old;
+    std::wstring copyPath, said;
+    HANDLE rewritten = nullptr; // the file itself, opened to write into it
+    bool roomMade = false;      // which comes before it is written
+    const auto copy = [&] {     // the only file beside or in the temporary folder
+        std::string content;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.Path())) {
+            if (entry.path().extension() == L".tmp") {
+                content += directory.Read(copyPath = entry.path().wstring());
+            }
+        }
+        return content;
+    };
+    const auto stored = [&] { return directory.Read(std::filesystem::exists(path) ? L"t.ini" : L"t.ini.bad"); };
+    const auto look = [&](HANDLE file = nullptr) {
+        if (rewritten == nullptr) {
+            EXPECT_EQ(old, stored());
+        } else if (file == rewritten) {
+            EXPECT_THAT(copy(), testing::HasSubstr(old));
+        }
+    };
+    REPLACE(temp, GetTempPathW, [&](DWORD size, wchar_t* buffer) {
+        return static_cast<DWORD>(temporary.copy(buffer, size)); // into cleared memory
     });
-    for (const auto& [name, old, refused] : {std::tuple("configuration", plain, false),
-                                             {"configuration, in place", plain, true},
-                                             {"configuration, set aside", damaged, false}}) {
-        refuse = refused;
+    REPLACE(secure, SetKernelObjectSecurity, [&](auto... all) { return secure.Original(all...); });
+    REPLACE(create, CreateFileW, [&](auto name, DWORD access, auto... rest) {
+        const bool isNew = name != path, beside = !std::wstring_view(name).starts_with(temporary);
+        const bool isLoad = access == GENERIC_READ, narrow = place >= kWithoutNewFiles;
+        if ((place == kWithoutNewFiles && isNew && beside) || (narrow && (access & WRITE_DAC) != 0)) {
+            return SetLastError(ERROR_ACCESS_DENIED), INVALID_HANDLE_VALUE;
+        }
+        isLoad ? void() : look();
+        const HANDLE file = create.Original(name, access, rest...);
+        rewritten = isNew || isLoad ? rewritten : file;
+        return file;
+    });
+    REPLACE(write, WriteFile, [&](HANDLE file, auto data, DWORD size, auto... rest) {
+        look(file);
+        if (rewritten != nullptr && file == rewritten) {
+            EXPECT_GE(GetFileSize(file, nullptr), written.size()) << "no room was made";
+            EXPECT_EQ("", stored()) << "half of the content can be read";
+        }
+        return write.Original(file, data, (size + 1) / 2, rest...); // a part of the bytes
+    });
+    REPLACE(cut, SetEndOfFile, [&](HANDLE file) {
+        look(file);
+        roomMade = true;
+        return cut.Original(file);
+    });
+    REPLACE(flush, FlushFileBuffers, [&](HANDLE file) { return look(file), flush.Original(file); });
+    REPLACE(move, MoveFileExW, [&](auto... all) {
+        look();
+        SetLastError(ERROR_ACCESS_DENIED);
+        return place != kWithoutReplacement && move.Original(all...);
+    });
+    for (const auto& [name, at] : {std::pair("configuration", kInFolder),
+                                   {"configuration, set aside", kDamagedFile},
+                                   {"configuration, copied elsewhere", kWithoutNewFiles},
+                                   {"configuration, in place", kWithoutReplacement}}) {
+        place = at;
         Try(
             name,
             [&](t_errorChain& errors) {
                 n_config::t_configFile file;
-                const std::wstring path = directory.Path(L"t.ini");
-                const bool loaded = file.Load(errors, path.c_str());
-                if (loaded || old == damaged) {
-                    errors.Clear();
-                    file.Text().SetValue(L"a", L"k", L"2");
-                    return file.Save(errors, path.c_str());
+                if (!file.Load(errors, path.c_str()) && place != kDamagedFile) {
+                    return false;
                 }
-                return false;
+                errors.Clear();
+                file.Text().SetValue(L"a", L"k", L"new");
+                const bool saved = file.Save(errors, path.c_str());
+                said = Entries(errors);
+                return saved;
             },
             [&] {
-                for (const auto& entry : std::filesystem::directory_iterator(directory.Path())) {
-                    std::filesystem::remove(entry);
-                }
-                directory.Write(L"t.ini", old);
+                std::filesystem::remove_all(directory.Path());
+                std::filesystem::create_directories(temporary);
+                directory.Write(L"t.ini", old = place == kDamagedFile ? "\xFF\xFE[" : "[a]\r\nk=old\r\n");
+                said.clear(), rewritten = nullptr, roomMade = false, secure.calls = flush.calls = 0;
             },
-            [&](const t_faultSweep& sweep, bool done) {
-                const std::string now = directory.Read(L"t.ini");
-                int others = 0;
-                bool kept = now == old || (now == changed && old == plain);
-                for (const auto& entry : std::filesystem::directory_iterator(directory.Path())) {
-                    others += entry.path().filename() != L"t.ini" ? 1 : 0;
-                    kept = kept || directory.Read(entry.path().filename().wstring()) == old;
+            [&](const t_faultSweep& sweep, bool saved) {
+                const std::string kept = copy();
+                if (sweep.FailedFirst().empty()) {
+                    EXPECT_EQ(place >= kWithoutNewFiles, rewritten != nullptr);
+                    EXPECT_EQ(place == kWithoutReplacement ? 2 : 1, secure.calls) << "without the file's access list";
+                    EXPECT_EQ(secure.calls + (rewritten != nullptr ? 1 : 0), flush.calls) << "not on the disk";
                 }
-                EXPECT_TRUE(kept);
-                EXPECT_TRUE(!done || now == changed);
-                // The content that was set aside, or kept while the file itself was written.
-                EXPECT_TRUE(others == 0 || sweep.Failed("DeleteFileW") || old == damaged || now != old) << others;
+                if (!saved && stored() != old) {
+                    EXPECT_THAT(said, testing::HasSubstr(L"|旧内容保存在:"));
+                }
+                if (sweep.Failed("DeleteFileW")) {
+                    EXPECT_THAT(stored() + kept, testing::HasSubstr(saved ? written : old));
+                    return;
+                }
+                EXPECT_EQ(saved ? written : old, kept.empty() ? stored() : kept);
+                if (!sweep.FailsEveryLater()) {
+                    EXPECT_EQ(saved && place == kDamagedFile ? old : "", directory.Read(L"t.ini.bad"));
+                }
+                if (!sweep.FailsEveryLater() || !roomMade) {
+                    EXPECT_EQ("", kept) << "the old content stands in its place";
+                }
+                if (!said.empty()) {
+                    const std::wstring where = kept.empty() ? L"" : L"|旧内容保存在:" + copyPath;
+                    EXPECT_THAT(said, testing::EndsWith(L"保存ini文件失败:" + path + where));
+                }
             });
     }
 }
 
 TEST_F(FaultsOfLibrary, LogWriter)
 {
-    const DWORD on = 1;
-    WriteRaw(HKEY_CURRENT_USER, L"Software\\TarvoInput", L"EnErrorLog", REG_DWORD, &on, sizeof(on));
+    WriteRaw(HKEY_CURRENT_USER, L"Software\\TarvoInput", L"EnErrorLog", REG_DWORD, L"\1", 4);
     for (const auto& [name, size] : {std::pair("log", std::size_t{20}), {"log, full", std::size_t{102402}}}) {
         const std::string mark = "\xFF\xFE", old = mark + std::string(size, 'x');
         Try(
@@ -218,10 +275,12 @@ TEST_F(FaultsOfLibrary, LogWriter)
                 return true;
             },
             [&] { directory.Write(L"error.log", old); },
-            [&](const t_faultSweep&, bool) {
+            [&](auto&, bool) {
                 // Of a full log a later part is kept, which may be lost.
                 const std::string now = directory.Read(L"error.log");
-                EXPECT_TRUE(now.starts_with(size == 20 ? old : mark) || (size != 20 && now.empty())) << now.size();
+                if (size == 20 || !now.empty()) {
+                    EXPECT_THAT(now, testing::StartsWith(size == 20 ? old : mark));
+                }
             });
     }
 }
@@ -243,11 +302,8 @@ TEST_F(FaultsOfLibrary, Report)
     // Spared is what takes long and makes the same calls again: loading libraries, reading their files, other
     // processes.
     const t_library wintrust(LoadLibraryW(L"wintrust.dll")), crypt32(LoadLibraryW(L"crypt32.dll"));
-    REPLACE(size, GetFileSizeEx, [](HANDLE, LARGE_INTEGER* bytes) -> WINBOOL {
-        bytes->QuadPart = 0;
-        return TRUE;
-    });
-    REPLACE(next, Process32NextW, [](auto...) -> WINBOOL { return FALSE; });
+    REPLACE(size, GetFileSizeEx, [](HANDLE, LARGE_INTEGER* bytes) { return bytes->QuadPart = 0, TRUE; });
+    REPLACE(next, Process32NextW, [](auto...) { return FALSE; });
     Try("report", [](t_errorChain&) {
         n_report::GatherReport();
         t_singletonRegistry::Process().DestroyAll();

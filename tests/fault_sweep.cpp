@@ -24,16 +24,6 @@ t_faultSweep* current = nullptr;
 
 FARPROC StandIn(HMODULE module, const char* name, FARPROC found);
 
-template <class To, class From>
-To As(From value)
-{
-    if constexpr (std::is_pointer_v<To> || std::is_pointer_v<From>) {
-        return reinterpret_cast<To>(value);
-    } else {
-        return static_cast<To>(value);
-    }
-}
-
 // Stands for one function. The tag tells functions of one signature apart.
 template <class Function, int tag>
 struct ImmStub;
@@ -51,14 +41,14 @@ struct ImmStub<Result (*)(Args...), tag>
         }
         if (const t_systemCall::t_way* const way = current->Enter(call)) {
             SetLastError(way->error);
-            return As<Result>(way->result);
+            return Result(way->result); // a number or a pointer
         }
         if constexpr (std::is_void_v<Result>) {
             original(arguments...);
             current->Leave(call, 0);
         } else {
             Result result = original(arguments...);
-            current->Leave(call, As<std::intptr_t>(result));
+            current->Leave(call, std::intptr_t(result));
             if constexpr (std::is_same_v<Result (*)(Args...), decltype(&GetProcAddress)>) {
                 return StandIn(arguments..., result);
             }
@@ -71,140 +61,127 @@ template <class Function, int tag>
 t_systemCall* MakeStub(const char* name)
 {
     using t_stub = ImmStub<Function, tag>;
-    t_stub::call.name = name;
-    t_stub::call.stub = reinterpret_cast<void*>(&t_stub::Call);
-    t_stub::call.original = reinterpret_cast<void**>(&t_stub::original);
+    t_stub::call = {name, reinterpret_cast<void*>(&t_stub::Call), reinterpret_cast<void**>(&t_stub::original)};
     return &t_stub::call;
 }
 
 // The functions with what they give and how they fail.
-class t_table
+std::vector<t_systemCall*> MakeTable()
 {
-public:
-    t_table()
-    {
-        using enum t_resource;
-        constexpr DWORD kDenied = ERROR_ACCESS_DENIED, kMemory = ERROR_NOT_ENOUGH_MEMORY,
-                        kMissing = ERROR_FILE_NOT_FOUND, kSmall = ERROR_INSUFFICIENT_BUFFER,
-                        kDevice = ERROR_GEN_FAILURE, kFull = ERROR_DISK_FULL, kBusy = ERROR_NO_SYSTEM_RESOURCES,
-                        kShared = ERROR_SHARING_VIOLATION, kEnd = ERROR_NO_MORE_ITEMS, kMore = ERROR_MORE_DATA,
-                        kBad = ERROR_INVALID_PARAMETER;
-        constexpr std::intptr_t kTooLong = 40000; // a length that no buffer has
-#define CALL(function) MakeStub<decltype(&function), __COUNTER__>(#function)
-#define LOOKED_UP(name, ...) MakeStub<__VA_ARGS__, __COUNTER__>(name)
-
-        // Functions that return an error code
-        Fails(key, {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
-        Fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW), CALL(RegCreateKeyW)});
-        Fails(none, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
-        Fails(none, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
-        Fails(none, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
-        Fails(none, {}, {kDenied, kBusy}, {CALL(RegSetValueExW)});
-        Fails(none, {}, {kShared, ERROR_PRIVILEGE_NOT_HELD}, {CALL(RegLoadKeyW)});
-        Fails(none, {}, {kDenied},
-              {CALL(RegFlushKey), CALL(RegQueryInfoKeyW), CALL(RegUnLoadKeyW), CALL(SetNamedSecurityInfoW),
-               CALL(SetSecurityInfo)});
-        Fails(memory, {}, {kDenied, kMemory}, {CALL(GetNamedSecurityInfoW), CALL(SetEntriesInAclW)});
-        Fails(none, {}, {E_FAIL},
-              {CALL(SHGetFolderPathW), LOOKED_UP("NtQueryKey", LONG(*)(HKEY, int, void*, ULONG, ULONG*)),
-               LOOKED_UP("RtlGetVersion", LONG(*)(void*))});
-        Fails(task, {}, {E_FAIL},
-              {LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**))});
-        Fails(com, {}, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE}, {CALL(CoInitializeEx)});
-        Fails(mutex, {}, {WAIT_TIMEOUT, WAIT_FAILED}, {CALL(WaitForSingleObject)});
-
-        // Functions that return nothing on failure
-        Fails(none, 0, {kDenied},
-              {CALL(AdjustTokenPrivileges), CALL(CheckTokenMembership), CALL(GetFileSecurityW),
-               CALL(GetSecurityDescriptorControl), CALL(GetSecurityDescriptorDacl), CALL(GetSecurityDescriptorSacl),
-               CALL(SetKernelObjectSecurity), CALL(SetSecurityDescriptorControl), CALL(ProcessIdToSessionId),
-               CALL(LookupPrivilegeValueW), CALL(DeleteFileW), CALL(SetFileAttributesW), CALL(ImmDisableIME),
-               CALL(UnloadKeyboardLayout)});
-        Fails(none, 0, {kMissing},
-              {CALL(GetFileVersionInfoSizeW), CALL(VerQueryValueW), CALL(GetModuleHandleExW), CALL(GetModuleHandleW),
-               CALL(GetProcAddress), CALL(SHGetSpecialFolderPathW), CALL(ImmGetIMEFileNameW), CALL(LoadStringW)});
-        Fails(none, 0, {kMemory},
-              {CALL(GetFileVersionInfoW), CALL(GetKeyboardLayoutList), CALL(MessageBoxW), CALL(SetDllDirectoryW)});
-        Fails(none, 0, {kDevice},
-              {CALL(GetFileInformationByHandle), CALL(GetFileSizeEx), CALL(ReadFile), CALL(SetFilePointerEx),
-               LOOKED_UP("GetFileInformationByHandleEx", BOOL(*)(HANDLE, int, void*, DWORD))});
-        Fails(none, 0, {kFull}, {CALL(FlushFileBuffers), CALL(SetEndOfFile), CALL(WriteFile)});
-        Fails(none, 0, {kBad},
-              {CALL(MultiByteToWideChar), CALL(VirtualQuery), CALL(WideCharToMultiByte),
-               LOOKED_UP("CompareStringOrdinal", int (*)(const wchar_t*, int, const wchar_t*, int, BOOL)),
-               LOOKED_UP("GetVersionExW", BOOL(*)(OSVERSIONINFOW*)),
-               LOOKED_UP("SetDefaultDllDirectories", BOOL(*)(DWORD))});
-        Fails(none, 0, {kSmall, kDenied}, {CALL(GetTokenInformation), CALL(LookupAccountNameW)});
-        Fails(none, 0, {kDenied, kMissing}, {CALL(GetFileAttributesExW), CALL(ShellExecuteExW)});
-        Fails(none, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing}, {CALL(GetFileAttributesW)});
-        Fails(none, 0, {kDenied, kShared, kFull}, {CALL(MoveFileExW)});
-        Fails(none, 0, {kMissing, kDenied, ERROR_SUCCESS}, {CALL(ImmInstallIMEW)});
-        Fails(memory, 0, {kMemory},
-              {CALL(CommandLineToArgvW), CALL(ConvertSidToStringSidW),
-               CALL(ConvertStringSecurityDescriptorToSecurityDescriptorW), CALL(FormatMessageW)});
-        Fails(handle, 0, {kMissing, kDenied},
-              {CALL(CreateFileMappingW), CALL(CreateMutexW), CALL(OpenFileMappingW), CALL(OpenMutexW),
-               CALL(OpenProcess), CALL(OpenProcessToken)});
-        Fails(handle, -1, {kDenied, kMissing, kShared}, {CALL(CreateFileW), CALL(CreateToolhelp32Snapshot)});
-        Fails(handle, 0, {kDenied}, {CALL(CreateProcessW)}, 2);
-        Fails(library, 0, {kMissing}, {CALL(LoadLibraryExW)});
-        Fails(identifier, 0, {kMemory}, {CALL(AllocateAndInitializeSid)});
-        Fails(section, 0, {kMemory}, {CALL(InitializeCriticalSectionAndSpinCount)});
-        Fails(sessionText, 0, {RPC_S_SERVER_UNAVAILABLE}, {CALL(WTSQuerySessionInformationW)});
-        Fails(view, 0, {kMemory, kDenied}, {CALL(MapViewOfFile)});
-        Fails(block, 0, {kMemory}, {CALL(GlobalAlloc)});
-
-        // Functions that return a length, which may be more than the buffer has
-        Add({.ways = {{0, kMissing}, {MAX_PATH, 0}, {kTooLong, 0}}}, {CALL(GetSystemDirectoryW)});
-        Add({.ways = {{0, kMissing}, {MAX_PATH, kSmall}}}, {CALL(GetModuleFileNameW)});
-        Add({.ways = {{0, kMissing}, {kTooLong, 0}}},
-            {CALL(GetFullPathNameW), CALL(GetLongPathNameW), CALL(GetTempPathW),
-             LOOKED_UP("GetFinalPathNameByHandleW", DWORD(*)(HANDLE, wchar_t*, DWORD, DWORD))});
-
-        // Functions that take back, and do not fail
-        std::size_t resource = 0; // in their order
-        for (t_systemCall* const call :
-             {CALL(RegCloseKey), CALL(CloseHandle), CALL(UnmapViewOfFile), CALL(LocalFree), CALL(GlobalFree),
-              CALL(WTSFreeMemory), CALL(FreeSid), CALL(CoUninitialize), CALL(FreeLibrary), CALL(ReleaseMutex),
-              CALL(DeleteCriticalSection), CALL(LeaveCriticalSection), CALL(CoTaskMemFree)}) {
-            Add({.resource = static_cast<t_resource>(++resource), .given = -1}, {call});
-        }
-        Add({.resource = entered, .given = 1}, {CALL(EnterCriticalSection)}); // which cannot fail either
-#undef CALL
-#undef LOOKED_UP
-    }
-
-    std::vector<t_systemCall*> calls;
-
-private:
+    using enum t_resource;
     using t_calls = std::initializer_list<t_systemCall*>;
-
-    void Add(const t_systemCall& rule, t_calls functions)
-    {
+    std::vector<t_systemCall*> table;
+    const auto add = [&table](const t_systemCall& rule, t_calls functions) {
         for (t_systemCall* const call : functions) {
             call->resource = rule.resource;
             call->given = rule.given;
             call->ways = rule.ways;
             call->zeroSucceeds = rule.zeroSucceeds;
-            calls.push_back(call);
+            table.push_back(call);
         }
-    }
+    };
     //   failure  what is returned on failure; none for a function that returns the code
-    void Fails(t_resource resource, std::optional<std::intptr_t> failure, std::initializer_list<std::int64_t> codes,
-               t_calls functions, int given = 1)
-    {
+    const auto fails = [&add](t_resource resource, std::optional<std::intptr_t> failure,
+                              std::initializer_list<std::int64_t> codes, t_calls functions, int given = 1) {
         t_systemCall rule{.resource = resource, .given = given, .zeroSucceeds = !failure};
         for (const std::int64_t code : codes) {
             rule.ways.push_back({failure.value_or(code), static_cast<DWORD>(code)});
         }
-        Add(rule, functions);
+        add(rule, functions);
+    };
+    constexpr DWORD kDenied = ERROR_ACCESS_DENIED, kMemory = ERROR_NOT_ENOUGH_MEMORY, kMissing = ERROR_FILE_NOT_FOUND,
+                    kSmall = ERROR_INSUFFICIENT_BUFFER, kDevice = ERROR_GEN_FAILURE, kFull = ERROR_DISK_FULL,
+                    kBusy = ERROR_NO_SYSTEM_RESOURCES, kShared = ERROR_SHARING_VIOLATION, kEnd = ERROR_NO_MORE_ITEMS,
+                    kMore = ERROR_MORE_DATA, kBad = ERROR_INVALID_PARAMETER;
+    constexpr std::intptr_t kTooLong = 40000; // a length that no buffer has
+#define CALL(function) MakeStub<decltype(&function), __COUNTER__>(#function)
+#define LOOKED_UP(name, ...) MakeStub<__VA_ARGS__, __COUNTER__>(name)
+
+    // Functions that return an error code
+    fails(key, {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
+    fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW)});
+    fails(none, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
+    fails(none, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
+    fails(none, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
+    fails(none, {}, {kDenied, kBusy}, {CALL(RegSetValueExW)});
+    fails(none, {}, {kShared, ERROR_PRIVILEGE_NOT_HELD}, {CALL(RegLoadKeyW)});
+    fails(none, {}, {kDenied},
+          {CALL(RegFlushKey), CALL(RegQueryInfoKeyW), CALL(RegUnLoadKeyW), CALL(SetNamedSecurityInfoW),
+           CALL(SetSecurityInfo)});
+    fails(memory, {}, {kDenied, kMemory}, {CALL(GetNamedSecurityInfoW), CALL(SetEntriesInAclW)});
+    fails(none, {}, {E_FAIL},
+          {CALL(SHGetFolderPathW), LOOKED_UP("NtQueryKey", LONG(*)(HKEY, int, void*, ULONG, ULONG*)),
+           LOOKED_UP("RtlGetVersion", LONG(*)(void*))});
+    fails(task, {}, {E_FAIL}, {LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**))});
+    fails(com, {}, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE}, {CALL(CoInitializeEx)});
+    fails(mutex, {}, {WAIT_TIMEOUT, WAIT_FAILED}, {CALL(WaitForSingleObject)});
+
+    // Functions that return nothing on failure
+    fails(none, 0, {kDenied},
+          {CALL(AdjustTokenPrivileges), CALL(CheckTokenMembership), CALL(GetFileSecurityW),
+           CALL(GetSecurityDescriptorControl), CALL(GetSecurityDescriptorDacl), CALL(GetSecurityDescriptorSacl),
+           CALL(SetKernelObjectSecurity), CALL(SetSecurityDescriptorControl), CALL(ProcessIdToSessionId),
+           CALL(LookupPrivilegeValueW), CALL(DeleteFileW), CALL(SetFileAttributesW), CALL(ImmDisableIME),
+           CALL(UnloadKeyboardLayout)});
+    fails(none, 0, {kMissing},
+          {CALL(GetFileVersionInfoSizeW), CALL(VerQueryValueW), CALL(GetModuleHandleExW), CALL(GetModuleHandleW),
+           CALL(GetProcAddress), CALL(SHGetSpecialFolderPathW), CALL(ImmGetIMEFileNameW), CALL(LoadStringW)});
+    fails(none, 0, {kMemory},
+          {CALL(GetFileVersionInfoW), CALL(GetKeyboardLayoutList), CALL(MessageBoxW), CALL(SetDllDirectoryW)});
+    fails(none, 0, {kDevice},
+          {CALL(GetFileInformationByHandle), CALL(GetFileSizeEx), CALL(ReadFile), CALL(SetFilePointerEx),
+           LOOKED_UP("GetFileInformationByHandleEx", BOOL(*)(HANDLE, int, void*, DWORD))});
+    fails(none, 0, {kFull}, {CALL(FlushFileBuffers), CALL(SetEndOfFile), CALL(WriteFile)});
+    fails(none, 0, {kBad},
+          {CALL(MultiByteToWideChar), CALL(VirtualQuery), CALL(WideCharToMultiByte),
+           LOOKED_UP("CompareStringOrdinal", int (*)(const wchar_t*, int, const wchar_t*, int, BOOL)),
+           LOOKED_UP("GetVersionExW", BOOL(*)(OSVERSIONINFOW*)),
+           LOOKED_UP("SetDefaultDllDirectories", BOOL(*)(DWORD))});
+    fails(none, 0, {kSmall, kDenied}, {CALL(GetTokenInformation), CALL(LookupAccountNameW)});
+    fails(none, 0, {kDenied, kMissing}, {CALL(GetFileAttributesExW), CALL(ShellExecuteExW)});
+    fails(none, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing}, {CALL(GetFileAttributesW)});
+    fails(none, 0, {kDenied, kShared, kFull}, {CALL(MoveFileExW)});
+    fails(none, 0, {kMissing, kDenied, ERROR_SUCCESS}, {CALL(ImmInstallIMEW)});
+    fails(memory, 0, {kMemory},
+          {CALL(CommandLineToArgvW), CALL(ConvertSidToStringSidW),
+           CALL(ConvertStringSecurityDescriptorToSecurityDescriptorW), CALL(FormatMessageW)});
+    fails(handle, 0, {kMissing, kDenied},
+          {CALL(CreateFileMappingW), CALL(CreateMutexW), CALL(OpenFileMappingW), CALL(OpenMutexW), CALL(OpenProcess),
+           CALL(OpenProcessToken)});
+    fails(handle, -1, {kDenied, kMissing, kShared}, {CALL(CreateFileW), CALL(CreateToolhelp32Snapshot)});
+    fails(handle, 0, {kDenied}, {CALL(CreateProcessW)}, 2);
+    fails(library, 0, {kMissing}, {CALL(LoadLibraryExW)});
+    fails(identifier, 0, {kMemory}, {CALL(AllocateAndInitializeSid)});
+    fails(section, 0, {kMemory}, {CALL(InitializeCriticalSectionAndSpinCount)});
+    fails(sessionText, 0, {RPC_S_SERVER_UNAVAILABLE}, {CALL(WTSQuerySessionInformationW)});
+    fails(view, 0, {kMemory, kDenied}, {CALL(MapViewOfFile)});
+    fails(block, 0, {kMemory}, {CALL(GlobalAlloc)});
+
+    // Functions that return a length, which may be more than the buffer has
+    add({.ways = {{0, kMissing}, {MAX_PATH, 0}, {kTooLong, 0}}}, {CALL(GetSystemDirectoryW)});
+    add({.ways = {{0, kMissing}, {MAX_PATH, kSmall}}}, {CALL(GetModuleFileNameW)});
+    add({.ways = {{0, kMissing}, {kTooLong, 0}}},
+        {CALL(GetFullPathNameW), CALL(GetLongPathNameW), CALL(GetTempPathW),
+         LOOKED_UP("GetFinalPathNameByHandleW", DWORD(*)(HANDLE, wchar_t*, DWORD, DWORD))});
+
+    // Functions that take back, and do not fail
+    std::size_t resource = 0; // in their order
+    for (t_systemCall* const call :
+         {CALL(RegCloseKey), CALL(CloseHandle), CALL(UnmapViewOfFile), CALL(LocalFree), CALL(GlobalFree),
+          CALL(WTSFreeMemory), CALL(FreeSid), CALL(CoUninitialize), CALL(FreeLibrary), CALL(ReleaseMutex),
+          CALL(DeleteCriticalSection), CALL(LeaveCriticalSection), CALL(CoTaskMemFree)}) {
+        add({.resource = static_cast<t_resource>(++resource), .given = -1}, {call});
     }
-};
+    add({.resource = entered, .given = 1}, {CALL(EnterCriticalSection)}); // which cannot fail either
+#undef CALL
+#undef LOOKED_UP
+    return table;
+}
 
 const std::vector<t_systemCall*>& SystemCalls()
 {
-    static const t_table table;
-    return table.calls;
+    static const std::vector<t_systemCall*> table = MakeTable();
+    return table;
 }
 
 // The function that a look-up found, or what stands for it in the sweep.
@@ -219,14 +196,6 @@ FARPROC StandIn(HMODULE, const char* name, FARPROC found)
     return found;
 }
 
-void Write(void** slot, void* function)
-{
-    DWORD protection = 0;
-    VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
-    *slot = function;
-    VirtualProtect(slot, sizeof(*slot), protection, &protection);
-}
-
 } // namespace
 
 t_faultSweep::t_faultSweep()
@@ -236,7 +205,7 @@ t_faultSweep::t_faultSweep()
         call->slot = FindImportSlot(call->name);
         if (call->slot != nullptr) {
             *call->original = *call->slot;
-            Write(call->slot, call->stub);
+            WriteImportSlot(call->slot, call->stub);
         }
     }
 }
@@ -245,7 +214,7 @@ t_faultSweep::~t_faultSweep()
 {
     for (const t_systemCall* const call : SystemCalls()) {
         if (call->slot != nullptr) {
-            Write(call->slot, *call->original);
+            WriteImportSlot(call->slot, *call->original);
         }
     }
     current = nullptr;
@@ -261,7 +230,7 @@ const t_systemCall::t_way* t_faultSweep::Enter(const t_systemCall& call)
         if (point == 0) {
             made.push_back(&call);
         } else if (calls == point || (all && calls > point)) {
-            EXPECT_TRUE(calls != point || made[point - 1] == &call) << "the run differs before the fault";
+            EXPECT_STREQ(calls == point ? made[point - 1]->name : call.name, call.name) << "in the undisturbed run";
             failed.insert(call.name);
             return &call.ways[calls == point ? way : 0];
         }
@@ -277,24 +246,18 @@ void t_faultSweep::Leave(const t_systemCall& call, std::intptr_t result)
     }
 }
 
-void t_faultSweep::Run(const std::function<void()>& run)
-{
-    calls = 0;
-    held = {};
-    failed.clear();
-    armed = true;
-    run();
-    armed = false;
-    held[0] = 0;
-    EXPECT_EQ(decltype(held){}, held) << "not given back, by the order of t_resource";
-}
-
 void t_faultSweep::Sweep(const std::string& name, const std::function<void()>& prepare,
                          const std::function<void()>& run, const std::function<void()>& check)
 {
     const auto once = [&] {
         prepare();
-        Run(run);
+        calls = 0, held = {};
+        failed.clear();
+        armed = true;
+        run();
+        armed = false;
+        held[0] = 0;
+        EXPECT_EQ(decltype(held){}, held) << "not given back, by the order of t_resource";
         check();
     };
     point = 0;

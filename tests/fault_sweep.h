@@ -83,8 +83,6 @@ public:
     void Leave(const t_systemCall& call, std::intptr_t result);
 
 private:
-    void Run(const std::function<void()>& run);
-
     bool armed = false;
     int depth = 0;                         // within calls of the action
     std::size_t calls = 0;                 // so far in this run

@@ -24,3 +24,11 @@ void** FindImportSlot(const char* functionName)
     }
     return nullptr;
 }
+
+void WriteImportSlot(void** slot, void* function)
+{
+    DWORD protection = 0;
+    VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
+    *slot = function;
+    VirtualProtect(slot, sizeof(*slot), protection, &protection);
+}

@@ -7,6 +7,9 @@
 // The address-table slot through which this program calls an imported function. Null when it does not import it.
 void** FindImportSlot(const char* functionName);
 
+// Puts a function into such a slot.
+void WriteImportSlot(void** slot, void* function);
+
 // Replaces one import of this program for the life of a scope, as a variable or as a member:
 //   REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) { … });
 // The replacement may call remove.Original. Two patches of one signature that live at once need different tags.
@@ -32,11 +35,11 @@ public:
         }
         Original = reinterpret_cast<t_function>(*slot);
         current = this;
-        Write(reinterpret_cast<void*>(&Call));
+        WriteImportSlot(slot, reinterpret_cast<void*>(&Call));
     }
     ~ImmImportPatch()
     {
-        Write(reinterpret_cast<void*>(Original));
+        WriteImportSlot(slot, reinterpret_cast<void*>(Original));
         current = previous;
     }
     ImmImportPatch(const ImmImportPatch&) = delete;
@@ -51,14 +54,6 @@ private:
         ImmImportPatch* const self = current;
         ++self->calls;
         return self->action(arguments...);
-    }
-
-    void Write(void* function)
-    {
-        DWORD protection = 0;
-        VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
-        *slot = function;
-        VirtualProtect(slot, sizeof(*slot), protection, &protection);
     }
 
     static inline ImmImportPatch* current = nullptr;

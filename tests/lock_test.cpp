@@ -34,12 +34,12 @@ TEST(Mutex, IsCreatedOnceOpenToEveryoneOrPrivateWithoutName)
     });
     t_errorChain errors;
     t_mutex first, second, unnamed, otherUnnamed;
+    ASSERT_NE(nullptr, OpenSecurityAttributes());
     for (t_mutex* const each : {&first, &first, &second}) {
         EXPECT_TRUE(each->Create(errors, L"tarvo_test"));
+        EXPECT_EQ(OpenSecurityAttributes(), given);
     }
     EXPECT_EQ(1, create.calls);
-    EXPECT_NE(nullptr, given);
-    EXPECT_EQ(given, OpenSecurityAttributes());
     EXPECT_TRUE(unnamed.Create(errors, nullptr));
     EXPECT_TRUE(otherUnnamed.Create(errors, L""));
     EXPECT_TRUE(unnamed.Lock(errors));
@@ -62,40 +62,37 @@ TEST(OpenSecurity, ObjectsGrantEverythingAndFilesReadingAndWriting)
     }
 }
 
-TEST(Mutex, FailedCreateIsReportedAndLeavesNoLock)
+TEST(Mutex, FailuresAndEveryResultOfTheWait)
 {
-    REPLACE(create, CreateMutexW, [](auto...) { return SetLastError(5), HANDLE{}; });
     t_errorChain errors;
     t_mutex mutex;
-    EXPECT_FALSE(mutex.Create(errors, L"x"));
-    EXPECT_FALSE(mutex.Lock(errors));
     EXPECT_FALSE(t_criticalSection().Lock(errors));
-    EXPECT_EQ(L"系统错误5|互斥量创建失败：Local\\x|t_mutex::Lock 未初始化|t_mutex::Lock 未初始化", Entries(errors));
+    {
+        REPLACE(create, CreateMutexW, [](auto...) { return SetLastError(5), HANDLE{}; });
+        EXPECT_FALSE(mutex.Create(errors, L"x"));
+    }
+    EXPECT_FALSE(mutex.Lock(errors));
     EXPECT_TRUE(mutex.DoLock(errors));
     mutex.Unlock();
-}
-
-TEST(Mutex, EveryResultOfTheWait)
-{
-    const std::pair<DWORD, std::wstring> rows[] = {
-        {WAIT_OBJECT_0, L""},
-        {WAIT_ABANDONED, L""},
-        {WAIT_TIMEOUT, L"获取Mutex失败：WAIT_TIMEOUT"},
-        {WAIT_FAILED, L"系统错误6|获取Mutex失败"},
-        {WAIT_IO_COMPLETION, L"获取Mutex失败：WaitForSingleObject返回值不识别(192)"},
-    };
-    for (const auto& [result, entries] : rows) {
-        t_errorChain errors;
-        t_mutex mutex;
-        EXPECT_TRUE(mutex.Create(errors, nullptr));
-        REPLACE(wait, WaitForSingleObject, [&](HANDLE, DWORD limit) {
-            EXPECT_EQ(INFINITE, limit);
-            SetLastError(ERROR_INVALID_HANDLE);
-            return result;
-        });
-        EXPECT_EQ(entries.empty(), mutex.Lock(errors));
-        EXPECT_EQ(entries, Entries(errors));
+    DWORD result = WAIT_OBJECT_0;
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE, DWORD limit) {
+        EXPECT_EQ(INFINITE, limit);
+        SetLastError(ERROR_INVALID_HANDLE);
+        return result;
+    });
+    EXPECT_TRUE(mutex.Create(errors, nullptr));
+    for (const auto& [answer, locked] : {std::pair{WAIT_OBJECT_0, true},
+                                         {WAIT_ABANDONED, true},
+                                         {DWORD{WAIT_TIMEOUT}, false},
+                                         {WAIT_FAILED, false},
+                                         {WAIT_IO_COMPLETION, false}}) {
+        result = answer;
+        EXPECT_EQ(locked, mutex.Lock(errors)) << answer;
     }
+    EXPECT_EQ(
+        L"t_mutex::Lock 未初始化|系统错误5|互斥量创建失败：Local\\x|t_mutex::Lock 未初始化|"
+        L"获取Mutex失败：WAIT_TIMEOUT|系统错误6|获取Mutex失败|获取Mutex失败：WaitForSingleObject返回值不识别(192)",
+        Entries(errors));
 }
 
 TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)

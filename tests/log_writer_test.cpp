@@ -1,13 +1,13 @@
 #include "diag/log_writer.h"
 
 #include <aclapi.h>
-#include <objbase.h>
 
 #include "base/security.h"
 #include "base/singleton.h"
 #include "base/system_function.h"
 #include "runtime/runtime.h"
 #include "tests/child_process.h"
+#include "tests/known_folder.h"
 #include "tests/windows_test.h"
 
 namespace {
@@ -45,8 +45,6 @@ TEST_F(LogWriter, MasksSelectBitsOfADword)
     REPLACE(format, FormatMessageW, [](auto...) { return 0; });
     WriteText(HKEY_CURRENT_USER, kKey, L"EnErrorLog", L"1");
     EXPECT_EQ("", Log());
-    RegDeleteValueW(MakeKey(HKEY_CURRENT_USER, kKey).Get(), L"EnErrorLog");
-    EXPECT_EQ("", Log());
     RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
     EXPECT_EQ("", Log());
     EXPECT_EQ(0, format.calls) << "texts are made of what nobody reads";
@@ -60,8 +58,7 @@ TEST_F(LogWriter, WritesALinePerRequest)
     LogSchedule(chain, 1, 4294967295, directory.Path().c_str());
     const std::string bytes = directory.Read(L"userschdule.log");
     std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
-    std::replace_if(
-        text.begin(), text.begin() + 23, [](wchar_t unit) { return std::iswdigit(unit) != 0; }, L'0');
+    std::replace_if(text.begin(), text.begin() + 23, &iswdigit, L'0');
     EXPECT_EQ(L"\xFEFF" + time + L"4294967295\t第一\tsecond" + tail, text);
 }
 
@@ -80,7 +77,8 @@ TEST_F(LogWriter, FullFileKeepsItsLaterPart)
 using t_finalPathFunction = DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD);
 using t_changePath = std::wstring (*)(const std::wstring& path);
 
-// What the functions that are looked up at run time answer: the real final path, changed, and the kind of a link.
+// What the functions that are looked up at run time answer: the real final path, or that changed, and the kind of a
+// link.
 const auto realFinalPath = FindSystemFunction<t_finalPathFunction>(L"kernel32.dll", "GetFinalPathNameByHandleW");
 t_changePath changeFinalPath;
 DWORD reparseTag;
@@ -88,8 +86,8 @@ DWORD reparseTag;
 DWORD WINAPI AnswerFinalPath(HANDLE file, wchar_t* buffer, DWORD units, DWORD flags)
 {
     const DWORD length = realFinalPath(file, buffer, units, flags);
-    const std::wstring changed = changeFinalPath(std::wstring(buffer, length));
-    return static_cast<DWORD>(changed.copy(buffer, units - 1));
+    const std::wstring path(buffer, length);
+    return static_cast<DWORD>((changeFinalPath != nullptr ? changeFinalPath(path) : path).copy(buffer, units - 1));
 }
 
 BOOL WINAPI AnswerAttributeTag(HANDLE, int kind, DWORD* answer, DWORD)
@@ -97,11 +95,6 @@ BOOL WINAPI AnswerAttributeTag(HANDLE, int kind, DWORD* answer, DWORD)
     EXPECT_EQ(9, kind);
     answer[1] = reparseTag;
     return reparseTag != 0;
-}
-
-std::wstring Unchanged(const std::wstring& path)
-{
-    return path;
 }
 
 std::wstring BehindDevice(const std::wstring& path)
@@ -121,7 +114,7 @@ struct LogFile : LogWriter
     void SetUp() override
     {
         CreateDirectoryW(folder.c_str(), nullptr);
-        changeFinalPath = &Unchanged;
+        changeFinalPath = nullptr;
         if (realFinalPath == nullptr) {
             GTEST_SKIP() << "XP has no call for the path of an open file that could be answered otherwise";
         }
@@ -177,10 +170,10 @@ TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
     };
     constexpr int kNewer = 0, kSandbox = 1, kXp = 2, kXpWithLink = 3, kXpThenWithLink = 4;
     const std::tuple<const char*, std::wstring, int, t_changePath, t_outcome> rows[] = {
-        {"plain", folder, kNewer, &Unchanged, written},
-        {"other letters", capitals, kNewer, &Unchanged, written},
-        {"short name", shortForm, kNewer, &Unchanged, written},
-        {"dots", folder + L"\\..\\a longer name/.", kNewer, &Unchanged, written},
+        {"plain", folder, kNewer, nullptr, written},
+        {"other letters", capitals, kNewer, nullptr, written},
+        {"short name", shortForm, kNewer, nullptr, written},
+        {"dots", folder + L"\\..\\a longer name/.", kNewer, nullptr, written},
         {"mapped drive", folder, kNewer, throughDrive, written},
         {"link on the way", folder, kNewer, onTheWay, neverMade},
         {"link at the end", folder, kNewer, atTheEnd, leftAlone},
@@ -233,8 +226,7 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
         return answered;
     });
     for (const auto& [where, tag, outcome] : rows) {
-        place = where;
-        reparseTag = tag;
+        place = where, reparseTag = tag;
         EXPECT_EQ(outcome, LogIn(folder)) << where << ' ' << tag;
         if (outcome == written) {
             EXPECT_EQ(place != kFile, (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0) << tag;
@@ -263,15 +255,6 @@ TEST_F(LogFile, OfABareDriveLiesInItsRoot)
     EXPECT_EQ(L"C:\\", opened);
 }
 
-std::wstring localLow;
-
-HRESULT WINAPI AnswerKnownFolder(const GUID&, DWORD, HANDLE, wchar_t** path)
-{
-    *path = static_cast<wchar_t*>(CoTaskMemAlloc((localLow.size() + 1) * sizeof(wchar_t)));
-    lstrcpyW(*path, localLow.c_str());
-    return S_OK;
-}
-
 // In processes of their own: the directory is looked up once.
 TEST_F(LogWriter, DISABLED_RemembersThatThereIsNone)
 {
@@ -286,7 +269,7 @@ TEST_F(LogWriter, DISABLED_WritesIntoTheUserDirectory)
 {
     const t_lookupPatch lookUp{{{"SHGetKnownFolderPath", reinterpret_cast<void*>(&AnswerKnownFolder)}}};
     t_errorChain errors, tolerated;
-    localLow = directory.Path();
+    knownFolder = directory.Path();
     ImmSingleton<t_runtime>::Instance()->Initialise(tolerated);
     directory.Write(L"TarvoPy\\other", "");
     LogError(errors, 1, nullptr);

@@ -11,16 +11,11 @@ namespace {
 // Takes the place of the system's message box and keeps what it was asked to show.
 struct t_shownBox
 {
-    HWND owner = nullptr;
-    std::wstring text, caption;
-    UINT type = ~0u;
+    std::tuple<HWND, std::wstring, std::wstring, UINT> given;
     DWORD thread = 0;
     t_handle shown{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    REPLACE(patch, MessageBoxW, [this](HWND window, LPCWSTR t, LPCWSTR c, UINT flags) {
-        owner = window;
-        text = t;
-        caption = c;
-        type = flags;
+    REPLACE(patch, MessageBoxW, [this](auto... all) {
+        given = {all...};
         thread = GetCurrentThreadId();
         SetEvent(shown.Get());
         return IDOK;
@@ -28,16 +23,12 @@ struct t_shownBox
 };
 
 template <class Flag>
-constexpr bool joins = requires(t_errorChain& chain, std::span<wchar_t> buffer, Flag flag)
+concept takes = requires(t_errorChain& chain, std::span<wchar_t> buffer, Flag flag)
 {
     JoinLines(chain, buffer, flag);
-};
-template <class Flag>
-constexpr bool shows = requires(t_errorChain& chain, Flag flag)
-{
     ShowMessageBoxAsync(chain, nullptr, nullptr, flag);
 };
-static_assert(joins<bool> && !joins<const wchar_t*> && shows<bool> && !shows<const wchar_t*>);
+static_assert(takes<bool> && !takes<const wchar_t*>);
 
 } // namespace
 
@@ -47,13 +38,9 @@ TEST(MessageBox, ShowsTheJoinedChain)
     t_errorChain chain;
     ShowMessageBox(chain);
     EXPECT_EQ(0, box.patch.calls);
-
     chain.Fail(L"%s", L"参数不合法");
     ShowMessageBox(chain);
-    EXPECT_EQ(L"参数不合法", box.text);
-    EXPECT_EQ(L"塔沃输入法错误报告", box.caption);
-    EXPECT_EQ(nullptr, box.owner);
-    EXPECT_EQ(UINT{MB_OK}, box.type);
+    EXPECT_EQ(std::tuple(nullptr, L"参数不合法", L"塔沃输入法错误报告", UINT{MB_OK}), box.given);
     EXPECT_EQ(GetCurrentThreadId(), box.thread);
     EXPECT_FALSE(chain.HasFailed());
 }
@@ -73,22 +60,20 @@ TEST(MessageBox, AsynchronousBoxOutlivesTheChain)
     }
     ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(box.shown.Get(), INFINITE));
     EXPECT_EQ(1, box.patch.calls) << "an empty chain shows nothing";
-    EXPECT_EQ(L"one\r\n\r\n进程名：diag_tests.exe", box.text);
-    EXPECT_EQ(longCaption.substr(0, 1023), box.caption);
-    EXPECT_EQ(owner, box.owner);
+    EXPECT_EQ(std::tuple(owner, L"one\r\n\r\n进程名：diag_tests.exe", longCaption.substr(0, 1023), UINT{MB_OK}),
+              box.given);
     EXPECT_EQ(box.thread, disabledThread);
     EXPECT_NE(GetCurrentThreadId(), box.thread);
 }
 
 TEST(SystemError, TextIsOneLine)
 {
-    wchar_t* given = nullptr;
-    DWORD length = 0;
+    std::wstring given;
     REPLACE(format, FormatMessageW, [&](DWORD flags, LPCVOID, DWORD, DWORD language, LPWSTR buffer, DWORD, va_list*) {
-        EXPECT_EQ(0x1100u, flags);
-        EXPECT_EQ(0x0400u, language);
-        *reinterpret_cast<wchar_t**>(buffer) = given;
-        return length;
+        EXPECT_EQ(std::pair(0x1100ul, 0x0400ul), std::pair(flags, language));
+        auto* const text = static_cast<wchar_t*>(LocalAlloc(LPTR, (given.size() + 1) * sizeof(wchar_t)));
+        *reinterpret_cast<wchar_t**>(buffer) = text;
+        return static_cast<DWORD>(given.copy(text, given.size()));
     });
     const std::tuple<DWORD, const wchar_t*, const wchar_t*> cases[] = {
         {5, L"拒绝\r\n访问\t。\r\n", L"系统错误5: 拒绝  访问 。  "},
@@ -96,9 +81,7 @@ TEST(SystemError, TextIsOneLine)
         {0xFFFFFFFF, L"", L"系统错误-1"},
     };
     for (const auto& [code, text, expected] : cases) {
-        length = static_cast<DWORD>(wcslen(text));
-        given = static_cast<wchar_t*>(LocalAlloc(LPTR, (length + 1) * sizeof(wchar_t)));
-        wcscpy(given, text);
+        given = text;
         t_str entry;
         AppendSystemError(entry, code);
         EXPECT_EQ(expected, entry);

@@ -1,6 +1,5 @@
 #include "runtime/runtime.h"
 
-#include <objbase.h>
 #include <shlobj.h>
 
 #include "base/elf_hash.h"
@@ -9,6 +8,7 @@
 #include "config/config_file.h"
 #include "runtime/os_flags.h"
 #include "tests/child_process.h"
+#include "tests/known_folder.h"
 #include "tests/real_windows.h"
 #include "tests/windows_test.h"
 
@@ -19,8 +19,7 @@ using namespace std::string_literals;
 constexpr wchar_t kKey[] = L"Software\\TarvoInput";
 
 // What the functions that are looked up at run time answer.
-std::wstring programPath, localLow;
-DWORD kernelMajor, kernelMinor;
+std::wstring programPath;
 
 DWORD WINAPI AnswerModuleFileName(HMODULE, wchar_t* buffer, DWORD units)
 {
@@ -28,22 +27,14 @@ DWORD WINAPI AnswerModuleFileName(HMODULE, wchar_t* buffer, DWORD units)
     return static_cast<DWORD>(std::min<std::size_t>(programPath.size(), units));
 }
 
-HRESULT WINAPI AnswerKnownFolder(const GUID&, DWORD, HANDLE, wchar_t** path)
-{
-    *path = static_cast<wchar_t*>(CoTaskMemAlloc((localLow.size() + 1) * sizeof(wchar_t)));
-    lstrcpyW(*path, localLow.c_str());
-    return S_OK;
-}
+t_osVersion kernel, documented;
 
-LONG WINAPI AnswerKernelVersion(OSVERSIONINFOEXW* info)
+template <const t_osVersion& version, LONG result>
+LONG WINAPI AnswerVersion(OSVERSIONINFOEXW* info)
 {
-    info->dwMajorVersion = kernelMajor, info->dwMinorVersion = kernelMinor, info->wServicePackMajor = 3;
-    return 0;
-}
-
-BOOL WINAPI AnswerDocumentedVersion(OSVERSIONINFOEXW* info)
-{
-    return info->dwMajorVersion = 6, info->dwMinorVersion = 2, TRUE;
+    info->dwMajorVersion = version.major, info->dwMinorVersion = version.minor;
+    info->wServicePackMajor = static_cast<WORD>(version.servicePack);
+    return result;
 }
 
 struct Runtime : testing::Test
@@ -51,7 +42,7 @@ struct Runtime : testing::Test
     Runtime()
     {
         programPath = L"C:\\Office\\OUTLOOK.EXE";
-        localLow = directory.Path();
+        knownFolder = directory.Path();
         ReadModulePath(nullptr, programDirectory);
         programDirectory.CutLastComponent();
     }
@@ -91,29 +82,43 @@ TEST_F(Runtime, FillsEveryFieldOnce)
         std::tuple(install, install + L"\\Data", install + L"\\Data\\runtime.ini", install + L"\\Data\\tvim_gl.bin"),
         std::tuple(runtime.InstallPath(), runtime.DataPath(), configFile, globalData));
     EXPECT_EQ(std::tuple(std::filesystem::temp_directory_path().parent_path().wstring(),
-                         std::wstring(_wgetenv(L"APPDATA")), localLow, std::wstring(GetCommandLineW())),
+                         std::wstring(_wgetenv(L"APPDATA")), knownFolder, std::wstring(GetCommandLineW())),
               std::tuple(runtime.TempPath(), runtime.AppDataPath(), runtime.UserPath(), runtime.CommandLineText()));
-    EXPECT_EQ(FormatStr(L"%x", ElfHash(localLow)), runtime.UserPathHash());
+    EXPECT_EQ(FormatStr(L"%x", ElfHash(knownFolder)), runtime.UserPathHash());
     EXPECT_STREQ(L"1234", runtime.BuildNumber());
     EXPECT_EQ(std::tuple(L"c:\\office\\outlook.exe"s, L"c:\\office"s, L"outlook.exe"s),
               std::tuple(runtime.ProcessPath(), runtime.ProcessDirectory(), runtime.ProcessShortName()));
-    EXPECT_EQ(!RunsBeforeVista(), runtime.VistaOrLater());
-    EXPECT_TRUE(runtime.KnownHostApplication());
-    EXPECT_EQ(!runtime.Windows8OrLater(), runtime.IgnoreCancel());
-    EXPECT_EQ(std::tuple(false, false, false),
-              std::tuple(runtime.OldSystem(), runtime.SafeMode(), runtime.ShellHost()));
+    EXPECT_EQ(std::tuple(!RunsBeforeVista(), true, false, false, false),
+              std::tuple(runtime.VistaOrLater(), runtime.KnownHostApplication(), runtime.OldSystem(),
+                         runtime.SafeMode(), runtime.ShellHost()));
     ASSERT_NE(nullptr, runtime.ProcessItem());
     EXPECT_EQ(std::tuple(5, 3, false),
               std::tuple(runtime.ProcessItem()->type.Value(), runtime.Config()->Sapi(), runtime.Config()->Option()));
 }
 
-TEST_F(Runtime, AsksTheKernelBeforeTheDocumentedCallForTheVersion)
+TEST_F(Runtime, JudgesTheSystemByItsVersions)
 {
-    lookUp.answers["RtlGetVersion"] = reinterpret_cast<void*>(&AnswerKernelVersion);
-    lookUp.answers["GetVersionExW"] = reinterpret_cast<void*>(&AnswerDocumentedVersion);
-    for (const auto& [major, minor, flags] :
-         {std::tuple{5, 0, "o"}, {5, 1, ""}, {6, 1, "v"}, {6, 2, "v8"}, {6, 4, "v8X"}}) {
-        kernelMajor = static_cast<DWORD>(major), kernelMinor = static_cast<DWORD>(minor);
+    const std::wstring browser = L"C:\\IExplore.EXE", other = L"C:\\a.exe";
+    // The kernel's answer, the documented one (none: the system lacks the call), and what is told.
+    const std::tuple<t_osVersion, t_osVersion, std::wstring, std::string> rows[] = {
+        {{5, 0, true, 4}, {5, 1, true, 3}, other, "o"},
+        {{5, 1, true, 2}, {}, other, "o"},
+        {{5, 1, true, 3}, {6, 1, true, 0}, browser, ""},
+        {{5, 2, true, 1}, {}, other, ""},
+        {{6, 1, true, 0}, {}, browser, "vi"},
+        {{6, 4, true, 0}, {6, 2, true, 0}, other, "v8X"},
+        {{6, 2, true, 0}, {10, 0, true, 0}, browser, "vi8X"},
+        {{}, {6, 3, true, 0}, browser, "vi8"},
+        {{}, {}, other, "o"}};
+    std::wstring program;
+    REPLACE(name, GetModuleFileNameW,
+            [&](HMODULE, wchar_t* buffer, DWORD units) { return static_cast<DWORD>(program.copy(buffer, units)); });
+    for (const auto& [fromKernel, fromDocumented, running, expected] : rows) {
+        kernel = fromKernel, documented = fromDocumented, program = running;
+        lookUp.answers["RtlGetVersion"] =
+            kernel.major != 0 ? reinterpret_cast<void*>(&AnswerVersion<kernel, 0>) : nullptr;
+        lookUp.answers["GetVersionExW"] =
+            documented.major != 0 ? reinterpret_cast<void*>(&AnswerVersion<documented, TRUE>) : nullptr;
         t_runtime each;
         EXPECT_TRUE(Initialise(each));
         std::string judged;
@@ -124,8 +129,8 @@ TEST_F(Runtime, AsksTheKernelBeforeTheDocumentedCallForTheVersion)
                                            {'X', each.Windows10OrLater()}}) {
             judged.append(flag, letter);
         }
-        EXPECT_EQ(flags, judged);
-        EXPECT_EQ(judged.size() < 2, each.IgnoreCancel());
+        EXPECT_EQ(expected, judged);
+        EXPECT_EQ(!each.Windows8OrLater(), each.IgnoreCancel());
     }
 }
 
@@ -243,24 +248,6 @@ TEST_F(Runtime, VersionTexts)
     }
 }
 
-TEST(OsFlags, ByVersionAndSource)
-{
-    constexpr unsigned kOld = 1, kVista = 2, kBrowser = 4, k8 = 8, k10 = 16;
-    const std::tuple<t_osVersion, t_osVersion, unsigned> rows[] = {
-        {{5, 1, true, 2}, {}, kOld},
-        {{5, 1, true, 3}, {}, 0},
-        {{6, 1, true}, {}, kVista | kBrowser},
-        {{6, 4, true}, {6, 2}, kVista | kBrowser | k8 | k10},
-        {{6, 2, true}, {10, 0}, kVista | kBrowser | k8 | k10},
-        {{}, {6, 3}, kVista | kBrowser | k8},
-        {{}, {}, kOld}};
-    for (const auto& [kernel, documented, expected] : rows) {
-        const t_osFlags flags = JudgeOs(kernel, documented, L"IExplore.EXE");
-        EXPECT_EQ(expected, flags.oldSystem * kOld | flags.vistaOrLater * kVista | flags.inInternetExplorer * kBrowser |
-                                flags.windows8OrLater * k8 | flags.windows10OrLater * k10);
-    }
-}
-
 TEST_F(Runtime, AFailedStepStopsNothingAndMayBeRepeated)
 {
     WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
@@ -292,11 +279,11 @@ TEST_F(Runtime, UserPathIsLocalLowUnlessItsFileNamesADirectory)
     const std::wstring other = directory.Path(L"user data");
     constexpr std::size_t kSmall = 1000, kLargest = 65536;
     for (const auto& [path, bytes, expected] : {std::tuple(other, kSmall, other),
-                                                {directory.Path(L"none"), kSmall, localLow},
-                                                {other + L"\\file", kSmall, localLow},
-                                                {L"", kSmall, localLow},
+                                                {directory.Path(L"none"), kSmall, knownFolder},
+                                                {other + L"\\file", kSmall, knownFolder},
+                                                {L"", kSmall, knownFolder},
                                                 {other, kLargest, other},
-                                                {other, kLargest + 1, localLow}}) {
+                                                {other, kLargest + 1, knownFolder}}) {
         const std::wstring text = L"\xFEFF[User]\r\nPATH = " + path + L"\r\n#";
         std::string stored(reinterpret_cast<const char*>(text.data()), text.size() * 2);
         stored.resize(bytes, ' ');
