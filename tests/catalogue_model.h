@@ -110,26 +110,13 @@ inline bool ReadGuid(std::wstring text, t_guid& guid)
     return true;
 }
 
-// The name as it is compared and hashed: 'A' to 'Z' lowered.
+// The name as it is compared: 'A' to 'Z' lowered.
 inline std::wstring Fold(std::wstring name)
 {
     for (wchar_t& unit : name) {
         unit = static_cast<wchar_t>(unit >= 'A' && unit <= 'Z' ? unit + 32 : unit);
     }
     return name;
-}
-
-inline std::uint32_t ElfHash(const std::wstring& name)
-{
-    std::uint64_t h = 0;
-    for (const wchar_t unit : name) {
-        h = ((h << 4) + static_cast<std::uint64_t>(unit)) & 0xFFFFFFFF;
-        if (h >= 0x10000000) {
-            const std::uint64_t g = h & 0xF0000000;
-            h ^= (g >> 24) ^ g;
-        }
-    }
-    return static_cast<std::uint32_t>(h);
 }
 
 // Everything in a record, to compare whole lists by.

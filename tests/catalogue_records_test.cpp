@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 
-#include "base/elf_hash.h"
 #include "catalogue/hkl_collector.h"
-#include "catalogue/ime_file_maps.h"
 #include "tests/catalogue_model.h"
 #include "tests/random_runs.h"
 
@@ -86,50 +83,5 @@ TEST(HklList, RandomRecordsGiveTheListOfTheModel)
         list->DedupeHklList();
         n_model::Dedupe(expected);
         ASSERT_EQ(n_model::Fields(expected), n_model::Fields(list->List()));
-    });
-}
-
-// Profiles and plain layouts of one language are not ordered transitively; an equal record must be found all the same.
-TEST(ImeFileMaps, RandomFilesAreFoundAsInTheModel)
-{
-    ForRandomSeeds(2000, [](t_random& random) {
-        t_recordSource source(random, 1 + random.Below(5));
-        const auto name = [&random] {
-            std::wstring text = random.Of({L"TarvoPY.ime", L"tARVOpy.IME", L"[", L"{", L"@", L"`"});
-            return random.OneIn(2) ? text : text + std::to_wstring(random.Below(60));
-        };
-        t_imeFileMaps maps;
-        std::map<std::wstring, t_hkl> byName;
-        const auto less = [](const t_hkl& a, const t_hkl& b) { return n_model::Compare(a, b) < 0; };
-        std::map<t_hkl, std::wstring, decltype(less)> byRecord(less);
-        const auto findByRecord = [&byRecord](const t_hkl& record) {
-            return std::find_if(byRecord.begin(), byRecord.end(),
-                                [&record](const auto& entry) { return n_model::Compare(entry.first, record) == 0; });
-        };
-        for (auto count = random.Below(random.OneIn(20) ? 300 : 20); count > 0; --count) {
-            const std::wstring file = name(), wanted = name();
-            const t_hkl record = source.Next(), other = source.Next();
-            ASSERT_EQ(n_model::ElfHash(file), ElfHash(file));
-            ASSERT_EQ(n_model::ElfHash(n_model::Fold(file)), ElfHashIgnoringCase(file));
-            maps.RegisterImeFile(file, record);
-            if (const auto [known, isNew] = byName.try_emplace(n_model::Fold(file), record); !isNew) {
-                n_model::Merge(known->second, record);
-            }
-            if (const auto equal = findByRecord(record); equal != byRecord.end()) {
-                equal->second = file;
-            } else {
-                byRecord.emplace(record, file);
-            }
-            const t_hkl* const byFile = maps.FindByName(wanted);
-            const auto expected = byName.find(n_model::Fold(wanted));
-            ASSERT_EQ(expected != byName.end(), byFile != nullptr);
-            if (byFile != nullptr) {
-                ASSERT_EQ(n_model::Fields(t_hklList{expected->second}), n_model::Fields(t_hklList{*byFile}));
-            }
-            const std::wstring_view* const found = maps.FindByRecord(other);
-            const auto equal = findByRecord(other);
-            ASSERT_EQ(equal != byRecord.end(), found != nullptr);
-            ASSERT_EQ(found == nullptr ? L"" : equal->second, found == nullptr ? L"" : std::wstring(*found));
-        }
     });
 }

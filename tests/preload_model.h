@@ -120,17 +120,16 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
     const auto write = [&](const std::wstring& name) {
         const std::wstring text = FormatStr(random.OneIn(2) ? L"%08x" : L"%08X", many ? klids[3] : random.Of(klids));
         many ? WriteText(root, preload, name.c_str(), text)
-             : WriteRandomText(random, root, preload, name.c_str(), random.OneIn(9) ? text + L"0" : text);
+             : WriteRandomText(random, root, preload, name.c_str(),
+                               random.Of({text, text, text, text.substr(0, 4), text + L"0"}));
     };
     int position = 0;
-    for (auto count = many ? 85 + random.Below(30) : random.Below(6); count > 0; --count) {
+    for (auto count = many ? 98 + random.Below(6) : random.Below(6); count > 0; --count) {
         position += !many && random.OneIn(9) ? 2 : 1;
-        if (many && random.OneIn(9)) {
-            write(L"0" + std::to_wstring(position)); // counts twice
-        }
-        write(!many && random.OneIn(5) ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"2x", L"-1", L"123456789",
-                                                    L"1234567890", L"4294967297"})
-                                       : std::to_wstring(position).c_str());
+        write(random.OneIn(many ? 99 : 5)
+                  ? random.Of({L"0", L"01", L"99", L"100", L"x", L" 2", L"1x", L"2x", L"-1", L"123456789",
+                               L"1234567890", L"4294967297"})
+                  : FormatStr(position < 100 ? L"%d" : L"0%d", (position - 1) % 99 + 1).c_str());
     }
     if (random.OneIn(20)) {
         write(std::wstring(510 + random.Below(3), L'0'));
@@ -139,8 +138,8 @@ inline void WriteRandomLists(t_random& random, HKEY root, const std::wstring& hi
         MakeKey(root, preload + L"\\x");
     }
     for (auto count = random.Below(4); count > 0; --count) {
-        const std::uint32_t klid = random.Of(klids);
+        const std::uint32_t klid = random.OneIn(2) ? klids[2] : random.Of(klids);
         WriteRaw(root, list + FormatStr(L"%08x", count - random.Below(2)), L"KeyboardLayout",
-                 random.OneIn(8) ? REG_BINARY : REG_DWORD, &klid, random.OneIn(8) ? 3 : 4);
+                 random.OneIn(8) ? REG_BINARY : REG_DWORD, &klid, random.OneIn(4) ? 3 : 4);
     }
 }
