@@ -1,21 +1,19 @@
 #include "tests/windows_test.h"
 
-#include <imm.h>
 #include <sddl.h>
 #include <shlobj.h>
-#include <wtsapi32.h>
 
-#include "base/singleton.h"
 #include "base/trace.h"
 #include "imereg/keyboard_layout.h"
+#include "imereg/layout_handle.h"
 #include "imereg/layout_keys.h"
 #include "imereg/user_hives.h"
-#include "tests/fake_os_version.h"
-#include "tests/preload_text.h"
+#include "tests/simulated_machine.h"
+
+// What the random machines do not show: what goes wrong, what is said about it, and where the lists are looked for.
 
 namespace {
 
-constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard Layouts";
 constexpr wchar_t kText[] = L"中文(简体) - 塔沃拼音输入法";
 
 std::wstring traced;
@@ -25,144 +23,106 @@ void RecordTrace(const wchar_t* tag, const wchar_t* text)
     traced += std::wstring(tag) + L" / " + text + L"\n";
 }
 
-t_str LayoutPath(std::uint32_t klid)
-{
-    return FormatStr(L"%s\\%08X", kLayouts, klid);
-}
-
-void WriteLayout(std::uint32_t klid, const wchar_t* imeFile, const wchar_t* text = L"text")
-{
-    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", imeFile);
-    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
-}
-
-// An empty registry, a fresh catalogue, and a session without layouts and without a user, unless a test says otherwise.
+// A machine without a user in its session: the lists of the installer's own hive count.
 struct t_layoutTest : testing::Test
 {
-    t_layoutTest()
-    {
-        t_singletonRegistry::Process().DestroyAll();
-        traced.clear();
-        n_trace::SetSink(&RecordTrace);
-        MakeKey(HKEY_LOCAL_MACHINE, kLayouts);
-        WriteList(HKEY_CURRENT_USER, L"", L"1=00000804");
-    }
-    ~t_layoutTest() override
-    {
-        n_trace::SetSink(nullptr);
-        t_singletonRegistry::Process().DestroyAll();
-    }
+    t_layoutTest() { n_trace::SetSink(&RecordTrace), traced.clear(); }
+    ~t_layoutTest() override { n_trace::SetSink(nullptr); }
 
-    t_scratchRegistry registry;
-    t_fakeOsVersion os{6, 1};
-    std::wstring calls;                     // what was asked of the system, in order
-    std::uintptr_t installedHandle = 0;     // result of ImmInstallIMEW; 0 fails
-    std::optional<std::wstring> loadedFile; // IME file of the one loaded layout
-    std::uintptr_t loadedHandle = 0;
+    int Install()
+    {
+        int status = 0;
+        machine.RunAction([&] { status = InstallClassicLayout(0, kText); });
+        return status;
+    }
+    int Remove(const wchar_t* imeFile)
+    {
+        int status = 0;
+        machine.RunAction([&] { status = RemoveImeLayout(imeFile); });
+        return status;
+    }
+    std::wstring LastOf(const wchar_t* hive) { return machine.State().at(hive).back(); }
+
+    t_simulatedMachine machine{6, 1};
+    std::wstring calls; // what was asked of the system, in order
+    bool installFails = false;
     std::wstring systemDirectory = L"C:\\windows\\system32";
-    bool hiveFileExists = true;
     HKEY defaultProfile = nullptr; // the hive, as the program opened it
-    LSTATUS loadKeyResult = ERROR_SUCCESS;
-    std::wstring defaultProfileBeforeUnload;
 
-    REPLACE(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR) {
+    REPLACE(session, WTSQuerySessionInformationW, [](auto...) { return FALSE; });
+    REPLACE(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR text) {
         calls += std::wstring(L"install ") + file + L"\n";
-        SetLastError(installedHandle == 0 ? 1450u : 0u);
-        return reinterpret_cast<HKL>(installedHandle);
-    });
-    REPLACE(list, GetKeyboardLayoutList, [this](int count, HKL* layouts) {
-        std::fill_n(layouts, loadedFile && count > 0, reinterpret_cast<HKL>(loadedHandle));
-        return loadedFile ? 1 : 0;
-    });
-    // Fills the buffer to its end without a terminator, as a system may.
-    REPLACE(imeFileName, ImmGetIMEFileNameW,
-            [this](HKL, LPWSTR buffer, UINT units) { return static_cast<UINT>(loadedFile->copy(buffer, units)); });
-    REPLACE(unload, UnloadKeyboardLayout, [this](HKL layout) -> WINBOOL {
-        calls += FormatStr(L"unload %I64x\n", reinterpret_cast<std::int64_t>(layout));
-        SetLastError(120);
-        return loadedFile.has_value();
+        return installFails ? SetLastError(1450), nullptr : install.Original(file, text);
     });
     REPLACE(directory, GetSystemDirectoryW, [this](LPWSTR buffer, UINT units) {
         (systemDirectory + L'\0').copy(buffer, units);
         return static_cast<UINT>(systemDirectory.size());
     });
-    REPLACE(session, WTSQuerySessionInformationW, [](auto...) { return FALSE; });
     REPLACE(privilege, LookupPrivilegeValueW, [this](LPCWSTR, LPCWSTR name, LUID*) { return calls += name, TRUE; });
     REPLACE(adjust, AdjustTokenPrivileges, [this](HANDLE, BOOL, TOKEN_PRIVILEGES* change, auto...) {
         return calls += FormatStr(L" %x\n", change->Privileges[0].Attributes), TRUE;
     });
     REPLACE(openHive, RegOpenKeyW, [this](HKEY root, LPCWSTR name, HKEY* key) {
         const LSTATUS result = openHive.Original(root, name, key);
-        defaultProfile = *key;
-        return result;
+        return defaultProfile = *key, result;
     });
-    REPLACE(loadKey, RegLoadKeyW, [this](HKEY, LPCWSTR name, LPCWSTR path) {
+    REPLACE(loadKey, RegLoadKeyW, [this](HKEY root, LPCWSTR name, LPCWSTR path) {
         const std::wstring_view file = path; // of which the last two components count
         calls += FormatStr(L"load %s%s\n", name, &path[file.rfind(L'\\', file.rfind(L'\\') - 1)]);
-        if (loadKeyResult == ERROR_SUCCESS) {
-            WriteList(HKEY_USERS, name, L"1=00000804");
-        }
-        return loadKeyResult;
+        return loadKey.Original(root, name, path);
     });
-    REPLACE(unloadKey, RegUnLoadKeyW, [this](HKEY, LPCWSTR name) {
+    REPLACE(unloadKey, RegUnLoadKeyW, [this](HKEY root, LPCWSTR name) {
         EXPECT_EQ(ERROR_INVALID_HANDLE, RegFlushKey(defaultProfile)) << "it would not unload";
-        defaultProfileBeforeUnload = ReadList(HKEY_USERS, name);
         calls += L"unload hive\n";
-        return LSTATUS{ERROR_SUCCESS};
+        return unloadKey.Original(root, name);
     });
-    REPLACE(attributes, GetFileAttributesW, [this](LPCWSTR) { return hiveFileExists ? 0u : INVALID_FILE_ATTRIBUTES; });
 };
 
 const std::wstring kEnabled = L"SeRestorePrivilege 2\nSeBackupPrivilege 2\n",
+                   kInstalled = L"install C:\\windows\\system32\\TarvoPY.ime\n",
+                   kLoaded = L"load default_user\\default\\NTUSER.DAT\n",
                    kRemoved = L"unload hive\nSeRestorePrivilege 4\nSeBackupPrivilege 4\n";
 
 } // namespace
 
-TEST_F(t_layoutTest, NewLayoutReachesTheUserAndTheDefaultProfile)
+TEST_F(t_layoutTest, DefaultProfileIsLoadedForItsChange)
 {
-    installedHandle = 0xFFFFFFFFE0210804;
-    WriteLayout(0xE00E0804, L"IMSCPINYIN.IME");
-    WriteLayout(0xE00F0411, L"imscother.ime");
-    WriteLayout(0x00010804, L"xmsc.ime");
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(L"install C:\\windows\\system32\\TarvoPY.ime\n" + kEnabled + L"load default_user\\default\\NTUSER.DAT\n" +
-                  kRemoved,
-              calls);
-    EXPECT_EQ(L"1=00000804- 2=E0210804- ", ReadList(HKEY_CURRENT_USER, L""));
-    EXPECT_EQ(L"1=00000804- 2=E0210804- 3=E00E0804- ", defaultProfileBeforeUnload);
+    machine.AddLayout(0xE00F0411, L"imscother.ime", false);
+    machine.AddLayout(0x00010804, L"xmsc.ime", false);
+    EXPECT_EQ(0, Install());
+    EXPECT_EQ(kInstalled + kEnabled + kLoaded + kRemoved, calls);
     EXPECT_EQ(L"", traced);
 }
 
 TEST_F(t_layoutTest, FailedInstallIsRecovered)
 {
-    const wchar_t* const trace = L"安装错误 / ImmInstallIME() returns NULL, GetLastError() = 1450, Filename = "
-                                 L"C:\\windows\\system32\\TarvoPY.ime\n";
-    loadKeyResult = ERROR_SHARING_VIOLATION;
+    installFails = true;
+    const t_keyHandle inUse = MakeKey(HKEY_USERS, L"default_user");
 
     // A layout of the file that is no IME layout serves, without a word.
-    WriteLayout(0x00010804, L"TarvoPY.ime");
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
+    machine.AddLayout(0x00010804, L"TarvoPY.ime", false);
+    EXPECT_EQ(0, Install());
     EXPECT_EQ(L"", traced);
-    EXPECT_EQ(L"1=00000804- 2=00010804- ", ReadList(HKEY_CURRENT_USER, L""));
-    EXPECT_EQ(std::wstring::npos, calls.find(L"unload hive"));
+    EXPECT_EQ(L"00010804", LastOf(L"own"));
+    EXPECT_EQ(kInstalled + kEnabled + kLoaded, calls) << "without the hive, nothing is taken back";
 
     // Without one the key is written directly, behind the highest number there is.
-    t_singletonRegistry::Process().DestroyAll();
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0x00010804).c_str());
-    WriteLayout(0xE0200804, L"other.ime");
-    EXPECT_EQ(0, InstallClassicLayout(0, kText));
-    EXPECT_EQ(trace, traced);
+    machine.AddLayout(0xE0330804, L"other.ime", false);
+    EXPECT_EQ(0, Install());
+    EXPECT_EQ(L"安装错误 / ImmInstallIME() returns NULL, GetLastError() = 1450, Filename = "
+              L"C:\\windows\\system32\\TarvoPY.ime\n",
+              traced);
     EXPECT_EQ(FormatStr(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:%s\n", kText),
-              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804)));
-    EXPECT_EQ(L"1=00000804- 2=00010804- 3=E0210804- ", ReadList(HKEY_CURRENT_USER, L""));
+              DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0340804)));
+    EXPECT_EQ(L"e0340804", LastOf(L"own"));
 
     // When that fails too, the error of the installation is the result and no list is touched.
-    t_singletonRegistry::Process().DestroyAll();
-    RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0210804).c_str());
-    const std::wstring before = DumpKey(HKEY_CURRENT_USER, L"");
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0340804).c_str());
+    const t_machineState before = machine.State();
     REPLACE(create, RegCreateKeyExW, [](auto...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-    EXPECT_EQ(1450, InstallClassicLayout(0, kText));
-    EXPECT_EQ(before, DumpKey(HKEY_CURRENT_USER, L""));
+    EXPECT_EQ(1450, Install());
+    EXPECT_EQ(before, machine.State());
 }
 
 TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
@@ -174,76 +134,76 @@ TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
         {248, -264, L"构造IME文件路径失败 / buffer overflow: " + std::wstring(248, L'd') + L"TarvoPY.ime\n"},
         {247, 0, L""},
     };
-    installedHandle = 0xE0210804;
     for (const auto& [length, status, trace] : cases) {
         systemDirectory.assign(length, L'd');
         traced.clear();
         SetLastError(5);
-        EXPECT_EQ(status, InstallClassicLayout(0, kText)) << length;
+        EXPECT_EQ(status, Install()) << length;
         EXPECT_EQ(trace, traced) << length;
         EXPECT_EQ(status == 0, calls.starts_with(L"install")) << length;
     }
 }
 
-TEST_F(t_layoutTest, RemovalGoesOnWhenUnloadingFails)
+TEST_F(t_layoutTest, RemovalSaysWhatFailed)
 {
-    WriteLayout(0xE0200804, L"TARVOpy.ime");
-    WriteList(HKEY_CURRENT_USER, L"", L"1=00000804 2=E0200804 3=00000409");
-    WriteList(HKEY_USERS, L".DEFAULT", L"1=E0200804");
-    WriteLayout(0xE0200411, L"TarvoTSF.ime");
-    const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, L"");
-    EXPECT_EQ(kLayoutNotFound, RemoveImeLayout(L"TarvoTSF.ime")) << "a layout of another language does not count";
-    EXPECT_EQ(before, DumpKey(HKEY_LOCAL_MACHINE, L""));
-    EXPECT_EQ(120, RemoveImeLayout(L"TarvoPY.ime"));
-    EXPECT_EQ(L"unload ffffffffe0200804\n", calls);
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
-    EXPECT_EQ(L"1=00000804- 2=00000409- ", ReadList(HKEY_CURRENT_USER, L""));
-    EXPECT_EQ(L"1=E0200804- ", ReadList(HKEY_USERS, L".DEFAULT")) << "removal visits the logged-on user only";
+    REPLACE(unload, UnloadKeyboardLayout, [&](HKL layout) {
+        const WINBOOL done = unload.Original(layout);
+        return SetLastError(120), done;
+    });
+    machine.AddLayout(0xE0400411, L"TarvoTSF.ime", false);
+    EXPECT_EQ(kLayoutNotFound, Remove(L"TarvoTSF.ime")) << "a layout of another language does not count";
+    machine.AddLayout(0xE0210804, L"TARVOpy.ime", false);
+    EXPECT_EQ(120, Remove(L"TarvoPY.ime"));
+    EXPECT_EQ(L"00000804", LastOf(L"own")) << "all the same";
     EXPECT_EQ(L"", traced);
+
+    machine.AddLayout(0xE0220804, L"TarvoPY.ime", true);
+    MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0220804) + L"\\below");
+    EXPECT_EQ(0, Remove(L"tarvopy.IME"));
+    EXPECT_EQ(
+        FormatStr(L"删除键盘布局失败 / RegDeleteKey(System\\CurrentControlSet\\Control\\Keyboard Layouts\\E0220804) "
+                  L"returns %d\n",
+                  5),
+        traced);
+    EXPECT_EQ(L"unload ffffffffe0220804; ", machine.Steps());
 }
 
-TEST_F(t_layoutTest, LoadedLayoutIsRemovedByItsHandle)
+// The system may fill the buffer to its end without a terminator.
+TEST_F(t_layoutTest, LoadedFileNameOfAnyLengthIsRead)
 {
-    loadedFile = L"TarvoPY.ime";
-    loadedHandle = 0xFFFFFFFFE0220804;
-    EXPECT_EQ(0, RemoveImeLayout(L"tarvopy.IME"));
-    EXPECT_EQ(L"unload ffffffffe0220804\n", calls);
-    EXPECT_EQ(FormatStr(L"删除键盘布局失败 / RegDeleteKey(%s) returns 2\n", LayoutPath(0xE0220804).c_str()), traced);
-
-    loadedFile->assign(40, L'x');
+    machine.AddLayout(0xE0210804, std::wstring(40, L'x').c_str(), true);
     EXPECT_EQ(nullptr, FindLoadedLayoutByImeFile(L"TarvoPY.ime"));
+    EXPECT_EQ(HandleOf(0xE0210804), FindLoadedLayoutByImeFile(std::wstring(32, L'X').c_str()));
 }
 
 TEST_F(t_layoutTest, KlidSearchHonoursNamesValuesAndItsLimit)
 {
-    MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + std::wstring(240, L'0') + L"804");
-    std::uint32_t klid = 0xE0010804;
+    MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0) + std::wstring(240, L'0') + L"804");
+    std::uint32_t klid = 0xE0510804;
     for (const auto& [units, bytes, found] : {std::tuple{5u, 10u, true}, {199u, 400u, true}, {200u, 402u, false}}) {
         const std::wstring file(units, L'A');
         WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", REG_SZ, file.c_str(), bytes);
         EXPECT_EQ(found ? klid : 0, FindLayoutKlidByImeFile(std::wstring(file.size(), L'a')));
         klid += 0x10000;
     }
-    const t_scratchRegistry crowded{HKEY_LOCAL_MACHINE};
     for (std::uint32_t i = 0; i < 250; ++i) {
         MakeKey(HKEY_LOCAL_MACHINE, LayoutPath(0x00000409 + (i << 16)));
     }
-    WriteLayout(0xF0000804, L"late.ime");
+    machine.AddLayout(0xF0000804, L"late.ime", false);
     EXPECT_EQ(0u, FindLayoutKlidByImeFile(L"late.ime"));
 }
 
 TEST_F(t_layoutTest, LayoutTextIsRewrittenOnlyWhenItDiffers)
 {
-    const std::wstring kLong(260, L'x');
+    const std::wstring path = LayoutPath(0xE0210804), kLong(260, L'x');
     const std::tuple<DWORD, std::wstring, DWORD, bool> cases[] = {
         {REG_SZ, L"abc", 8, false},  {REG_SZ, L"abc", 6, false}, {REG_SZ, L"ABC", 8, true},  {REG_SZ, L"abc", 5, true},
         {REG_DWORD, L"ab", 4, true}, {REG_SZ, L"", 0, true},     {REG_SZ, kLong, 522, false}};
     for (const auto& [type, stored, bytes, rewritten] : cases) {
-        WriteRaw(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804), L"Layout Text", type, stored.c_str(), bytes);
-        const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804));
-        EXPECT_EQ(bytes > 520 ? ERROR_MORE_DATA : ERROR_SUCCESS, UpdateLayoutText(0xE0200804, L"abc"));
-        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\\0\n" : before,
-                  DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0200804)));
+        WriteRaw(HKEY_LOCAL_MACHINE, path, L"Layout Text", type, stored.c_str(), bytes);
+        const std::wstring before = DumpKey(HKEY_LOCAL_MACHINE, path);
+        EXPECT_EQ(bytes > 520 ? ERROR_MORE_DATA : ERROR_SUCCESS, UpdateLayoutText(0xE0210804, L"abc"));
+        EXPECT_EQ(rewritten ? L"[]\nLayout Text=1:abc\\0\n" : before, DumpKey(HKEY_LOCAL_MACHINE, path));
     }
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, UpdateLayoutText(0xE0990804, L"abc"));
 }
@@ -256,16 +216,15 @@ TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
         {L"MACHINE", {SidTypeDomain, L"S-1-5-21-2"}},        {L"CORP\\away", {SidTypeUser, L"S-1-5-21-1-1002"}},
     };
     std::map<WTS_INFO_CLASS, std::wstring> answers;
-    std::wstring asked;
+    std::wstring asked, opened;
     int held = 0;
-    REPLACE(query, WTSQuerySessionInformationW,
-            [&](HANDLE, DWORD sessionId, WTS_INFO_CLASS what, LPWSTR* text, DWORD*) -> WINBOOL {
-                EXPECT_EQ(WTS_CURRENT_SESSION, sessionId);
-                const bool answered = answers[what] != L"!";
-                held += answered;
-                *text = answered ? answers[what].data() : nullptr;
-                return answered;
-            });
+    REPLACE(query, WTSQuerySessionInformationW, [&](auto, DWORD sessionId, auto what, LPWSTR* text, auto) -> WINBOOL {
+        EXPECT_EQ(WTS_CURRENT_SESSION, sessionId);
+        const bool answered = answers[what] != L"!";
+        held += answered;
+        *text = answered ? answers[what].data() : nullptr;
+        return answered;
+    });
     REPLACE(release, WTSFreeMemory, [&](PVOID) { --held; });
     REPLACE(lookUp, LookupAccountNameW,
             [&](LPCWSTR, LPCWSTR name, PSID sid, LPDWORD size, LPWSTR, LPDWORD domainLength, PSID_NAME_USE use) {
@@ -281,16 +240,13 @@ TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
                 *use = account->second.first;
                 return CopySid(*size, sid, known.Get());
             });
-
-    std::wstring opened;
     REPLACE(open, RegOpenKeyExW, [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
-        const bool isUsers = root == HKEY_USERS && std::wstring_view(name).ends_with(L"1001");
-        opened += isUsers ? FormatStr(L"%x %x", options, access) : L"";
+        opened += FormatStr(L"%x %x", options, access);
         return open.Original(root, name, options & ~REG_OPTION_OPEN_LINK, access, key);
     });
+    const t_keyHandle hives[] = {MakeKey(HKEY_USERS, L"S-1-5-21-1-1001"), MakeKey(HKEY_USERS, L"S-1-5-21-2-1001")};
 
-    // Domain and user, where "!" refuses the question; what is asked; the hive below HKEY_USERS, or the installer's
-    // own.
+    // Domain and user, where "!" refuses the question; what is asked; the user's hive below HKEY_USERS, if any.
     const std::tuple<std::wstring, std::wstring, std::wstring, std::wstring> cases[] = {
         {L"CORP", L"alice", L"CORP\\alice ", L"S-1-5-21-1-1001"}, // beside a local namesake
         {L"LAB", L"alice", L"LAB\\alice alice ", L"S-1-5-21-2-1001"},
@@ -305,20 +261,13 @@ TEST_F(t_layoutTest, LoggedOnUserIsLookedUpInTheSessionsDomain)
     };
     for (const auto& [domain, user, expected, ofUser] : cases) {
         SCOPED_TRACE(domain + L"\\" + user);
-        WriteList(HKEY_CURRENT_USER, L"", L"1=E0200804");
-        WriteList(HKEY_USERS, L"S-1-5-21-1-1001", L"1=E0200804");
-        WriteList(HKEY_USERS, L"S-1-5-21-2-1001", L"1=E0200804");
-        WriteLayout(0xE0200804, L"TarvoPY.ime");
         answers = {{WTSDomainName, domain}, {WTSUserName, user}};
         asked.clear(), opened.clear();
-        RemoveImeLayout(L"TarvoPY.ime");
-        EXPECT_EQ(ofUser.empty() ? L"" : L"f003f f003f", opened);
+        const t_keyHandle hive = OpenInteractiveUserHive();
+        EXPECT_EQ(user == L"away" || !ofUser.empty() ? L"f003f f003f" : L"", opened);
         EXPECT_EQ(expected, asked);
         EXPECT_EQ(0, held) << "what the session answered is freed";
-        for (const wchar_t* const hive : {L"S-1-5-21-1-1001", L"S-1-5-21-2-1001"}) {
-            EXPECT_EQ(hive == ofUser ? L"" : L"1=E0200804- ", ReadList(HKEY_USERS, hive)) << hive;
-        }
-        EXPECT_EQ(ofUser.empty() ? L"" : L"1=E0200804- ", ReadList(HKEY_CURRENT_USER, L""));
+        EXPECT_EQ(ofUser, hive ? FullNameOf(hive.Get()).substr(FullNameOf(hive.Get()).rfind(L'\\') + 1) : L"");
     }
 }
 
@@ -338,12 +287,12 @@ TEST_F(t_layoutTest, HivePathNeedsAProfileFolderWithRoom)
         {WORD{6}, L"C:\\u" + room + L"\\a", L""},
         {WORD{5}, L"C:\\Users\\alice", L"C:\\Users\\Default User\\NTUSER.DAT"}};
     for (const auto& [major, given, expected] : cases) {
-        os.Set(major, 2);
+        machine.Upgrade(major, 2);
         profile = given;
         wchar_t path[MAX_PATH];
         EXPECT_EQ(expected, GetDefaultUserHivePath(path) ? path : L"") << given.size();
     }
-    hiveFileExists = false;
+    REPLACE(attributes, GetFileAttributesW, [](LPCWSTR) { return INVALID_FILE_ATTRIBUTES; });
     AddToDefaultUserHive(0xE0210804);
     EXPECT_EQ(kEnabled, calls) << "loading a missing file would make one";
 }

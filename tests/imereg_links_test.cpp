@@ -1,13 +1,15 @@
 #include "catalogue/hkl_manager.h"
 #include "imereg/preload.h"
 #include "tests/fake_os_version.h"
-#include "tests/preload_text.h"
+#include "tests/preload_model.h"
 #include "tests/windows_test.h"
 
 // Symbolic links in a hive whose owner has fewer rights than the program: nothing changes where they lead.
 
 namespace {
 
+using n_model::kPreload;
+const std::wstring kSortList = n_model::kSortOrder + L"\\{34745C63}";
 constexpr wchar_t kHidden[] = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 constexpr DWORD kListed = 0xE0200804, kNew = 0xE0210804;
 
@@ -15,7 +17,7 @@ constexpr DWORD kListed = 0xE0200804, kNew = 0xE0210804;
 void WriteHive(HKEY root)
 {
     WriteText(root, kPreload, L"1", FormatStr(L"%08X", kListed));
-    WriteRaw(root, std::wstring(kSortList) + L"\\00000000", L"KeyboardLayout", REG_DWORD, &kListed, sizeof(kListed));
+    WriteRaw(root, kSortList + L"\\00000000", L"KeyboardLayout", REG_DWORD, &kListed, sizeof(kListed));
     WriteText(root, kHidden, L"1", L"");
 }
 
@@ -37,7 +39,7 @@ TEST(Links, NothingChangesWhereTheyLead)
         links.push_back(links.back().substr(0, links.back().rfind(L'\\')));
     }
     // Where the new item goes: behind two, of which this is one.
-    links.push_back(std::wstring(kSortList) + L"\\00000002");
+    links.push_back(kSortList + L"\\00000002");
     for (const std::wstring& link : links) {
         const t_scratchRegistry registry;
         const t_fakeOsVersion os(6, 1);
@@ -69,7 +71,7 @@ TEST(Links, NothingChangesWhereALaterOneLeads)
             std::optional<t_scratchLink> planted;
             REPLACE(remove, RegDeleteKeyW, [&](HKEY key, LPCWSTR name) {
                 if (beforeDeleting) {
-                    remove.Original(HKEY_CURRENT_USER, kPreload);
+                    remove.Original(HKEY_CURRENT_USER, kPreload.c_str());
                     planted.emplace(HKEY_CURRENT_USER, kPreload, MakeKey(HKEY_LOCAL_MACHINE, kPreload).Get());
                     return remove.Original(key, name);
                 }

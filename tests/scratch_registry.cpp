@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <shlwapi.h>
+
 #include <map>
 
 #include "base/str.h"
@@ -11,27 +13,12 @@ namespace {
 
 constexpr wchar_t kScratchRoot[] = L"Software\\TarvoTests";
 
-void DeleteTreeOf(HKEY key, const std::wstring& name)
-{
-    {
-        t_keyHandle child;
-        if (RegOpenKeyExW(key, name.c_str(), 0, KEY_ALL_ACCESS, child.Put()) != ERROR_SUCCESS) {
-            return;
-        }
-        wchar_t sub[256];
-        while (RegEnumKeyW(child.Get(), 0, sub, 256) == ERROR_SUCCESS) {
-            DeleteTreeOf(child.Get(), sub);
-        }
-    }
-    RegDeleteKeyW(key, name.c_str());
-}
-
 } // namespace
 
 t_scratchRegistry::t_scratchRegistry(std::initializer_list<HKEY> predefinedKeys)
     : path(FormatStr(L"%s\\%u", kScratchRoot, GetCurrentProcessId())), redirected(predefinedKeys)
 {
-    DeleteTreeOf(HKEY_CURRENT_USER, path);
+    SHDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
     std::vector<std::pair<HKEY, t_keyHandle>> targets;
     for (const HKEY predefined : predefinedKeys) {
         const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(predefined));
@@ -47,7 +34,7 @@ t_scratchRegistry::~t_scratchRegistry()
     for (const HKEY predefined : redirected) {
         RegOverridePredefKey(predefined, nullptr);
     }
-    DeleteTreeOf(HKEY_CURRENT_USER, path);
+    SHDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
 }
 
 t_keyHandle MakeKey(HKEY root, const std::wstring& path)

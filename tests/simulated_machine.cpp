@@ -10,12 +10,12 @@
 #include "base/path.h"
 #include "base/singleton.h"
 #include "imereg/layout_handle.h"
+#include "tests/machine_model.h"
 
 namespace {
 
-constexpr wchar_t kLayouts[] = L"System\\CurrentControlSet\\Control\\Keyboard Layouts";
-constexpr wchar_t kSortOrder[] = L"\\SoftWare\\Microsoft\\CTF\\SortOrder\\AssemblyItem\\0x00000804\\{34745C63}";
-constexpr wchar_t kTextService[] = L"SoftWare\\Microsoft\\CTF\\TIP\\{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}";
+const std::wstring kSortOrder = L"\\" + n_model::kSortOrder + L"\\{34745C63}";
+const std::wstring kTextService = n_model::kTip + L"\\{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}";
 constexpr wchar_t kHiveFile[] = L"file of the default profile";
 constexpr wchar_t kKept[] = L"kept\\";
 constexpr wchar_t kDefaultUser[] = L"default_user";
@@ -27,61 +27,19 @@ std::wstring RootName(HKEY root)
     return FormatStr(L"%08x", static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root)));
 }
 
-std::wstring PreloadOf(const std::wstring& hive)
-{
-    return hive + L"\\Keyboard Layout\\Preload";
-}
-
 void WriteList(const std::wstring& hive, std::initializer_list<const wchar_t*> klids)
 {
     int position = 0;
-    MakeKey(HKEY_USERS, PreloadOf(hive));
     for (const wchar_t* const klid : klids) {
-        WriteText(HKEY_USERS, PreloadOf(hive), FormatStr(L"%d", ++position).c_str(), klid);
+        WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", ++position).c_str(), klid);
     }
 }
 
-std::wstring ReadText(HKEY key, const wchar_t* value)
-{
-    wchar_t text[261] = {};
-    DWORD size = sizeof(text) - sizeof(wchar_t);
-    return RegQueryValueExW(key, value, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) == ERROR_SUCCESS ? text
-                                                                                                                 : L"";
-}
-
-std::wstring ReadText(HKEY root, const std::wstring& path, const wchar_t* value)
+t_storedKey ReadMachineKey(const std::wstring& path)
 {
     t_keyHandle key;
-    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS ? ReadText(key.Get(), value)
-                                                                                      : L"";
-}
-
-std::vector<std::wstring> SubKeys(HKEY root, const std::wstring& path)
-{
-    std::vector<std::wstring> names;
-    wchar_t name[256];
-    t_keyHandle key;
-    RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put());
-    for (DWORD index = 0; RegEnumKeyW(key.Get(), index, name, 256) == ERROR_SUCCESS; ++index) {
-        names.emplace_back(name);
-    }
-    return names;
-}
-
-t_machineState::t_list ReadList(const std::wstring& hive)
-{
-    t_keyHandle key;
-    if (RegOpenKeyExW(HKEY_USERS, PreloadOf(hive).c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) {
-        return {L"no key"};
-    }
-    t_machineState::t_list list;
-    for (int position = 1;; ++position) {
-        const std::wstring text = ReadText(key.Get(), FormatStr(L"%d", position).c_str());
-        if (text.empty()) {
-            return list;
-        }
-        list.push_back(FoldCase(text));
-    }
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Put());
+    return ReadTree(key.Get()); // empty without a key
 }
 
 // Copies a hive between its file and the place where it is loaded.
@@ -94,6 +52,11 @@ void CopyHive(const wchar_t* from, const wchar_t* to)
 }
 
 } // namespace
+
+std::wstring LayoutPath(std::uint32_t klid)
+{
+    return n_model::kLayouts + FormatStr(L"\\%08X", klid);
+}
 
 t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor)
 {
@@ -108,9 +71,8 @@ t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor
     userSid = text;
     LocalFree(text);
 
-    for (const auto& [klid, imeFile] : {std::pair(L"E0010804", L"IMSCDEMO.IME"), {L"E0200804", L"DEMOWB.IME"}}) {
-        WriteText(HKEY_LOCAL_MACHINE, std::wstring(kLayouts) + L"\\" + klid, L"Ime File", imeFile);
-    }
+    AddLayout(0xE0010804, L"IMSCDEMO.IME", false);
+    AddLayout(0xE0200804, L"DEMOWB.IME", false);
     WriteList(userSid, {L"E0010804", L"00000804", L"e0200804"});
     WriteList(L"own", {L"00000804", L"E0210804"});
     WriteList(kHiveFile, {L"00000804"});
@@ -124,7 +86,7 @@ t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor
 
 void t_simulatedMachine::AddLayout(std::uint32_t klid, const wchar_t* imeFile, bool isLoaded)
 {
-    WriteText(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid), L"Ime File", imeFile);
+    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Ime File", imeFile);
     if (isLoaded) {
         loaded.push_back(HandleOf(klid));
     }
@@ -232,13 +194,12 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 {
     counting = false;
     std::uint32_t klid = 0xE0200804;
-    while (KeyExists(HKEY_LOCAL_MACHINE, FormatStr(L"%s\\%08X", kLayouts, klid))) {
+    while (KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
         klid += 0x10000;
     }
-    const t_str key = FormatStr(L"%s\\%08X", kLayouts, klid);
-    Touch(HKEY_LOCAL_MACHINE, key.c_str());
+    Touch(HKEY_LOCAL_MACHINE, LayoutPath(klid).c_str());
     AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
-    WriteText(HKEY_LOCAL_MACHINE, key, L"Layout Text", text);
+    WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
     steps += std::wstring(L"install ") + text + L"; ";
     counting = true;
     Changed();
@@ -247,8 +208,9 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 
 UINT t_simulatedMachine::FileName(HKL layout, wchar_t* buffer, UINT units)
 {
-    const t_str key = FormatStr(L"%s\\%08X", kLayouts, KlidOf(layout));
-    return static_cast<UINT>((ReadText(HKEY_LOCAL_MACHINE, key, L"Ime File") + L'\0').copy(buffer, units));
+    const t_storedKey stored = ReadMachineKey(LayoutPath(KlidOf(layout)));
+    const t_storedValue* const value = stored.Value(L"Ime File");
+    return static_cast<UINT>(((value != nullptr ? value->Text(260) : L"") + L'\0').copy(buffer, units));
 }
 
 bool t_simulatedMachine::Unload(HKL layout)
@@ -262,14 +224,14 @@ bool t_simulatedMachine::Unload(HKL layout)
 bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 {
     counting = false;
-    Touch(HKEY_LOCAL_MACHINE, kTextService);
+    Touch(HKEY_LOCAL_MACHINE, kTextService.c_str());
     const std::wstring_view parameters = commandLine.substr(commandLine.find(L"/s"));
     const std::wstring switches(parameters.substr(0, parameters.find(L':') - 1));
     steps += switches + std::wstring(FileNamePart(parameters)) + L"; ";
     if (switches == L"/s ") {
         MakeKey(HKEY_LOCAL_MACHINE, kTextService);
     } else {
-        SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService);
+        SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService.c_str());
     }
     counting = true;
     Changed();
@@ -279,50 +241,36 @@ bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 t_machineState t_simulatedMachine::State() const
 {
     t_machineState state;
-    for (const std::wstring& name : SubKeys(HKEY_LOCAL_MACHINE, kLayouts)) {
-        const std::wstring key = std::wstring(kLayouts) + L"\\" + name;
-        if (EqualIgnoringCase(ReadText(HKEY_LOCAL_MACHINE, key, L"Ime File"), L"TarvoPY.ime")) {
-            state.layouts[FoldCase(name)] = ReadText(HKEY_LOCAL_MACHINE, key, L"Layout Text");
+    const t_storedKey layouts = ReadMachineKey(n_model::kLayouts), users = ReadTree(HKEY_USERS);
+    for (const t_storedKey& layout : layouts.keys) {
+        for (const t_storedValue& value : layout.values) {
+            state[L"layout " + FoldCase(layout.name)].push_back(value.Text(260));
         }
     }
-    state.preload[L"user"] = ReadList(userSid);
-    state.preload[L"own"] = ReadList(L"own");
-    state.defaultHiveLoaded = KeyExists(HKEY_USERS, kDefaultUser);
-    state.preload[L"default"] = ReadList(state.defaultHiveLoaded ? kDefaultUser : kHiveFile);
-    for (const wchar_t* const account : kAccounts) {
-        state.preload[account] = ReadList(account);
+    for (const t_storedKey& hive : users.keys) {
+        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == kDefaultUser;
+        if (isFile && users.Key(kDefaultUser) != nullptr) {
+            state[L"default_user loaded"];
+            continue;
+        }
+        const t_storedKey* const preload = hive.Key(n_model::kPreload);
+        auto& entries = state[hive.name == userSid ? L"user" : isFile || isDefault ? L"default" : hive.name];
+        if (preload == nullptr) {
+            entries = {L"no key"};
+            continue;
+        }
+        for (const t_storedValue& value : preload->values) {
+            entries.push_back(FoldCase(value.Text(8)));
+        }
     }
-    for (const std::wstring& item : SubKeys(HKEY_USERS, userSid + kSortOrder)) {
-        DWORD klid = 0, size = sizeof(klid);
-        t_keyHandle key;
-        RegOpenKeyExW(HKEY_USERS, (userSid + kSortOrder + L"\\" + item).c_str(), 0, KEY_READ, key.Put());
-        RegQueryValueExW(key.Get(), L"KeyboardLayout", nullptr, nullptr, reinterpret_cast<BYTE*>(&klid), &size);
-        state.sortOrder.push_back(FormatStr(L"%08x", klid));
+    for (const t_storedKey& item : users.Key(userSid + kSortOrder)->keys) {
+        std::uint32_t klid = 0;
+        if (const t_storedValue* const layout = item.Value(L"KeyboardLayout")) {
+            std::memcpy(&klid, layout->data.data(), sizeof(klid));
+        }
+        state[L"sort order"].push_back(FormatStr(L"%08x", klid));
     }
-    state.textService = KeyExists(HKEY_LOCAL_MACHINE, kTextService);
-    state.layoutLoaded = !loaded.empty();
+    state[KeyExists(HKEY_LOCAL_MACHINE, kTextService) ? L"text service" : L"no text service"];
+    state[loaded.empty() ? L"no layout loaded" : L"layout loaded"];
     return state;
-}
-
-std::wstring Describe(const t_machineState& state)
-{
-    t_str text;
-    for (const auto& [klid, layoutText] : state.layouts) {
-        text << L"layout " << klid << L" " << layoutText << L"\n";
-    }
-    for (const auto& [hive, list] : state.preload) {
-        text << hive << L":";
-        for (const std::wstring& entry : list) {
-            text << L" " << entry;
-        }
-        text << L"\n";
-    }
-    text << L"sort order:";
-    for (const std::wstring& entry : state.sortOrder) {
-        text << L" " << entry;
-    }
-    text << (state.textService ? L"\ntext service" : L"\nno text service")
-         << (state.layoutLoaded ? L"\nlayout loaded" : L"\nno layout loaded")
-         << (state.defaultHiveLoaded ? L"\ndefault_user loaded" : L"\nno default_user") << L"\n";
-    return text;
 }

@@ -17,21 +17,15 @@
 #include "tests/fake_os_version.h"
 #include "tests/scratch_registry.h"
 
-// What a machine holds of the product and its neighbours, as a person would list it.
-struct t_machineState
-{
-    using t_list = std::vector<std::wstring>; // in order, letter case folded
+// What a machine holds of the product and its neighbours, as a person would list it: "layout " and a KLID with the
+// texts of the layout, the preload lists of "user", "own", "default" and the system accounts, the "sort order" of the
+// user, and what is there or not. Letter case is folded.
+using t_machineState = std::map<std::wstring, std::vector<std::wstring>>;
+constexpr const wchar_t* kListedHives[] = {L"user",     L"own",      L"default", L".DEFAULT",
+                                           L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
-    std::map<std::wstring, std::wstring> layouts; // IME layouts of the product: KLID and text
-    std::map<std::wstring, t_list> preload;       // user, own, default, and the system accounts by their names
-    t_list sortOrder;                             // of the user
-    bool textService = false;
-    bool layoutLoaded = false;
-    bool defaultHiveLoaded = false;
-
-    friend bool operator==(const t_machineState&, const t_machineState&) = default;
-};
-std::wstring Describe(const t_machineState& state);
+// The path of a layout's key below HKEY_LOCAL_MACHINE.
+std::wstring LayoutPath(std::uint32_t klid);
 
 // Thrown out of the middle of an action in place of the process's end: owners give back what the system would.
 struct t_killed
