@@ -47,6 +47,22 @@ void operator delete(void* memory, std::size_t) noexcept
     operator delete(memory);
 }
 
+// Those of the arenas, which ask for no more alignment than malloc gives.
+void* operator new(std::size_t bytes, std::align_val_t)
+{
+    return operator new(bytes);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    operator delete(memory);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
+{
+    operator delete(memory);
+}
+
 namespace {
 
 constexpr wchar_t kFile[] = L"config_bench.ini";
