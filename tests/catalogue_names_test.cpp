@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <map>
 #include <span>
 #include <sstream>
 
@@ -8,12 +5,8 @@
 #include "base/singleton.h"
 #include "catalogue/indirect_string.h"
 #include "catalogue/product_ime_file.h"
-#include "tests/chain_entries.h"
-#include "tests/import_patch.h"
 #include "tests/random_runs.h"
-#include "tests/scratch_registry.h"
-
-using namespace std::literals;
+#include "tests/windows_test.h"
 
 // Pieces of indirect strings in any order, against the steps written down. This program itself holds the string 5000.
 TEST(IndirectString, RandomTextsGiveWhatTheModelGives)
@@ -88,10 +81,7 @@ TEST(ProductImeFile, FollowsTheRuntimeEnvironment)
         return LONG{0};
     };
     const t_scratchRegistry scratch;
-    ImmImportPatch<decltype(&GetProcAddress)> lookUp("GetProcAddress", [&](HMODULE module, LPCSTR name) {
-        return name == "RtlGetVersion"s ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(answer))
-                                        : lookUp.Original(module, name);
-    });
+    const t_lookupPatch lookUp{{{"RtlGetVersion", reinterpret_cast<void*>(answer)}}};
     for (minorVersion = 1; minorVersion <= 2; ++minorVersion) {
         t_singletonRegistry::Process().DestroyAll();
         EXPECT_STREQ(minorVersion == 1 ? L"TarvoPY.ime" : L"TarvoTSF.ime", GetProductImeFileName());
