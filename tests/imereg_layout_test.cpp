@@ -44,15 +44,16 @@ struct t_layoutTest : testing::Test
     std::wstring LastOf(const wchar_t* hive) { return machine.State().at(hive).back(); }
 
     t_simulatedMachine machine{6, 1};
-    std::wstring calls; // what was asked of the system, in order
-    bool installFails = false;
+    std::wstring calls;                // what was asked of the system, in order
+    std::optional<DWORD> installError; // 0 leaves the last error as it is
     std::wstring systemDirectory = L"C:\\windows\\system32";
     HKEY defaultProfile = nullptr; // the hive, as the program opened it
 
     REPLACE(session, WTSQuerySessionInformationW, [](auto...) { return FALSE; });
     REPLACE(install, ImmInstallIMEW, [this](LPCWSTR file, LPCWSTR text) {
         calls += std::wstring(L"install ") + file + L"\n";
-        return installFails ? SetLastError(1450), nullptr : install.Original(file, text);
+        SetLastError(installError.value_or(0) != 0 ? *installError : GetLastError());
+        return installError ? nullptr : install.Original(file, text);
     });
     REPLACE(directory, GetSystemDirectoryW, [this](LPWSTR buffer, UINT units) {
         (systemDirectory + L'\0').copy(buffer, units);
@@ -96,7 +97,7 @@ TEST_F(t_layoutTest, DefaultProfileIsLoadedForItsChange)
 
 TEST_F(t_layoutTest, FailedInstallIsRecovered)
 {
-    installFails = true;
+    installError = 1450;
     const t_keyHandle inUse = MakeKey(HKEY_USERS, L"default_user");
 
     // A layout of the file that is no IME layout serves, without a word.
@@ -123,6 +124,9 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
     REPLACE(create, RegCreateKeyExW, [](auto...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
     EXPECT_EQ(1450, Install());
     EXPECT_EQ(before, machine.State());
+    installError = 0;
+    SetLastError(5);
+    EXPECT_EQ(0, Install()) << "the error of an earlier call";
 }
 
 TEST_F(t_layoutTest, UnusableSystemDirectoryIsTraced)
