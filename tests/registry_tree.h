@@ -28,29 +28,45 @@ struct t_storedValue
     }
 };
 
+// The item of a list that has a name, letter case ignored, or null.
+auto* Named(auto& items, const std::wstring& name)
+{
+    const auto found = std::find_if(items.begin(), items.end(), [&name](const auto& item) {
+        return n_model::Fold(item.name) == n_model::Fold(name);
+    });
+    return found == items.end() ? nullptr : &*found;
+}
+
+// The same, made when it is missing. New names are sorted in.
+auto& MakeNamed(auto& items, const std::wstring& name)
+{
+    if (auto* const known = Named(items, name)) {
+        return *known;
+    }
+    const auto behind = std::find_if(items.begin(), items.end(), [&name](const auto& item) {
+        return n_model::Fold(item.name) > n_model::Fold(name);
+    });
+    return *items.insert(behind, {name, {}, {}});
+}
+
 struct t_storedKey
 {
     std::wstring name;
     std::vector<t_storedKey> keys;
     std::vector<t_storedValue> values;
 
-    // What stands at a path, letter case ignored, or null; a value's name is the path's last component.
+    // What stands at a path, or null; a value's name is the path's last component.
     const t_storedKey* Key(const std::wstring& path) const
     {
-        const t_storedKey* key = this;
-        for (std::size_t at = 0; key != nullptr && at < path.size();) {
-            const std::size_t end = std::min(path.find(L'\\', at), path.size());
-            key = Named(key->keys, path.substr(at, end - at));
-            at = end + 1;
-        }
-        return key;
+        const std::size_t end = std::min(path.find(L'\\'), path.size());
+        const t_storedKey* const key = path.empty() ? this : Named(keys, path.substr(0, end));
+        return key == nullptr || end == path.size() ? key : key->Key(path.substr(end + 1));
     }
     t_storedKey* Key(const std::wstring& path) { return const_cast<t_storedKey*>(std::as_const(*this).Key(path)); }
     const t_storedValue* Value(const std::wstring& valueName) const { return Named(values, valueName); }
 
     static inline int writes = 0; // of values, so that what is written again as it stands counts as well
 
-    // Makes or finds what has the name. New names are sorted in.
     t_storedKey& Make(const std::wstring& keyName) { return MakeNamed(keys, keyName); }
     void Set(const std::wstring& valueName, DWORD type, const void* data, std::size_t bytes)
     {
@@ -63,38 +79,14 @@ struct t_storedKey
     {
         Set(valueName, REG_SZ, text.c_str(), (text.size() + (terminated && !text.ends_with(L'\0'))) * 2);
     }
-    template <class Item>
-    static void Erase(std::vector<Item>& items, const std::wstring& itemName)
+    static void Erase(auto& items, const std::wstring& itemName)
     {
-        std::erase_if(items, [&](const Item& item) { return n_model::Fold(item.name) == n_model::Fold(itemName); });
+        std::erase_if(items, [&](const auto& item) { return n_model::Fold(item.name) == n_model::Fold(itemName); });
     }
 
     // Everything under the key as text, one line a key ("[path]") or value ("name=type:data"), sorted by name. Texts
     // (type 1 and 2) print as they are stored, with "\\0" for a terminator; other data prints as hexadecimal bytes.
     std::wstring Dump(const std::wstring& path = L"") const;
-
-private:
-    template <class Item>
-    static const Item* Named(const std::vector<Item>& items, const std::wstring& itemName)
-    {
-        const auto found = std::find_if(items.begin(), items.end(), [&](const Item& item) {
-            return n_model::Fold(item.name) == n_model::Fold(itemName);
-        });
-        return found == items.end() ? nullptr : &*found;
-    }
-    template <class Item>
-    static Item& MakeNamed(std::vector<Item>& items, const std::wstring& itemName)
-    {
-        if (const Item* const known = Named(items, itemName)) {
-            return const_cast<Item&>(*known);
-        }
-        const auto behind = std::find_if(items.begin(), items.end(), [&](const Item& item) {
-            return n_model::Fold(item.name) > n_model::Fold(itemName);
-        });
-        Item& made = *items.insert(behind, Item{});
-        made.name = itemName;
-        return made;
-    }
 };
 
 // Reads everything under an open key.

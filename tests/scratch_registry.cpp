@@ -4,27 +4,20 @@
 
 #include <shlwapi.h>
 
-#include <map>
+#include <numeric>
+#include <set>
 
 #include "base/str.h"
 #include "base/system_function.h"
 
-namespace {
-
-constexpr wchar_t kScratchRoot[] = L"Software\\TarvoTests";
-
-} // namespace
-
 t_scratchRegistry::t_scratchRegistry(std::initializer_list<HKEY> predefinedKeys)
-    : path(FormatStr(L"%s\\%u", kScratchRoot, GetCurrentProcessId())), redirected(predefinedKeys)
+    : path(FormatStr(L"Software\\TarvoTests\\%u", GetCurrentProcessId())), redirected(predefinedKeys)
 {
     SHDeleteKeyW(HKEY_CURRENT_USER, path.c_str());
-    std::vector<std::pair<HKEY, t_keyHandle>> targets;
-    for (const HKEY predefined : predefinedKeys) {
+    const t_keyHandle scratch = MakeKey(HKEY_CURRENT_USER, path);
+    for (const HKEY predefined : redirected) {
         const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(predefined));
-        targets.emplace_back(predefined, MakeKey(HKEY_CURRENT_USER, FormatStr(L"%s\\%08x", path.c_str(), number)));
-    }
-    for (const auto& [predefined, target] : targets) {
+        const t_keyHandle target = MakeKey(scratch.Get(), FormatStr(L"%08x", number));
         EXPECT_EQ(ERROR_SUCCESS, RegOverridePredefKey(predefined, target.Get()));
     }
 }
@@ -127,31 +120,22 @@ t_storedKey ReadTree(HKEY root)
 
 std::wstring t_storedKey::Dump(const std::wstring& path) const
 {
-    std::map<std::wstring, std::wstring> lines;
-    for (const t_storedValue& value : values) {
-        t_str line = FormatStr(L"=%u:", value.type);
-        const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ;
-        for (std::size_t i = 0; i < value.data.size(); ++i) {
-            if (isText && i + 1 < value.data.size()) {
-                const auto unit = static_cast<wchar_t>(value.data[i] | value.data[i + 1] << 8);
-                unit == 0 ? line << L"\\0" : line << unit;
-                ++i;
-            } else {
-                line.AppendFormat(L"%02x", value.data[i]);
-            }
+    std::set<std::wstring> lines, below;
+    for (const auto& [valueName, type, data] : values) {
+        t_str line = valueName + FormatStr(L"=%u:", type);
+        std::size_t i = 0;
+        for (; (type == REG_SZ || type == REG_EXPAND_SZ) && i + 1 < data.size(); i += 2) {
+            const auto unit = static_cast<wchar_t>(data[i] | data[i + 1] << 8);
+            unit == 0 ? line << L"\\0" : line << unit;
         }
-        lines[value.name] = line;
+        for (; i < data.size(); ++i) {
+            line.AppendFormat(L"%02x", data[i]);
+        }
+        lines.insert(line + L"\n");
     }
-    std::map<std::wstring, const t_storedKey*> sorted;
     for (const t_storedKey& key : keys) {
-        sorted[key.name] = &key;
+        below.insert(key.Dump(path.empty() ? key.name : path + L"\\" + key.name));
     }
-    std::wstring text = L"[" + path + L"]\n";
-    for (const auto& [valueName, line] : lines) {
-        text += valueName + line + L"\n";
-    }
-    for (const auto& [keyName, key] : sorted) {
-        text += key->Dump(path.empty() ? keyName : path + L"\\" + keyName);
-    }
-    return text;
+    const std::wstring own = std::accumulate(lines.begin(), lines.end(), L"[" + path + L"]\n");
+    return std::accumulate(below.begin(), below.end(), own);
 }

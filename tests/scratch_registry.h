@@ -49,7 +49,5 @@ bool KeyExists(HKEY root, const std::wstring& path);
 void WriteRaw(HKEY root, const std::wstring& path, const wchar_t* value, DWORD type, const void* data, DWORD bytes);
 void WriteText(HKEY root, const std::wstring& path, const wchar_t* value, const std::wstring& text);
 
-// Everything under a key as text, one line a key ("[path]") or value ("name=type:data"), keys and values sorted by
-// name. Texts (type 1 and 2) print as they are stored, with "\0" for a terminator; other data prints as hexadecimal
-// bytes.
+// Everything under a key as t_storedKey::Dump prints it; nothing without the key.
 std::wstring DumpKey(HKEY root, const std::wstring& path);
