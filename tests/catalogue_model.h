@@ -26,11 +26,7 @@ inline bool IsProfile(const t_hkl& record)
 
 inline int CompareGuids(const t_guid& a, const t_guid& b)
 {
-    const auto fields = [](const t_guid& guid) {
-        std::array<std::uint32_t, 11> all{guid.data1, guid.data2, guid.data3};
-        std::copy(std::begin(guid.data4), std::end(guid.data4), all.begin() + 3);
-        return all;
-    };
+    const auto fields = [](const t_guid& g) { return std::tuple(g.data1, g.data2, g.data3, std::to_array(g.data4)); };
     return fields(a) < fields(b) ? 1 : fields(a) > fields(b) ? -1 : 0;
 }
 
@@ -89,24 +85,22 @@ inline std::uint32_t Hex(const std::wstring& text)
     return static_cast<std::uint32_t>(std::wcstoul(text.c_str(), nullptr, 16));
 }
 
-// Digits at fixed places, by the C library; it would take signs, blanks and "0x" too.
+// Digits at fixed places, whatever separates them, by the C library; it would take signs, blanks and "0x" too.
 inline bool ReadGuid(std::wstring text, t_guid& guid)
 {
     text = text.substr(text.starts_with(L'{'));
-    std::uint32_t fields[11] = {};
-    const std::size_t places[] = {0, 9, 14, 19, 21, 24, 26, 28, 30, 32, 34};
-    for (std::size_t i = 0; i < 11; ++i) {
-        const std::wstring digits = places[i] < text.size() ? text.substr(places[i], i == 0 ? 8 : i < 3 ? 4 : 2) : L"";
-        if (digits.size() != (i == 0  ? 8u
-                              : i < 3 ? 4u
-                                      : 2u) ||
-            digits.find_first_not_of(L"0123456789abcdefABCDEF") != digits.npos) {
-            return false;
-        }
-        fields[i] = Hex(digits);
+    for (const std::size_t separator : {23u, 18u, 13u, 8u}) {
+        text.erase(std::min(separator, text.size()), 1);
     }
-    guid = {fields[0], static_cast<std::uint16_t>(fields[1]), static_cast<std::uint16_t>(fields[2]), {}};
-    std::copy(fields + 3, fields + 11, guid.data4);
+    text.resize(32, L'?');
+    if (text.find_first_not_of(L"0123456789abcdefABCDEF") != text.npos) {
+        return false;
+    }
+    const auto field = [&text](std::size_t at, std::size_t digits) { return Hex(text.substr(at, digits)); };
+    guid = {field(0, 8), static_cast<std::uint16_t>(field(8, 4)), static_cast<std::uint16_t>(field(12, 4)), {}};
+    for (std::size_t i = 0; i < 8; ++i) {
+        guid.data4[i] = static_cast<std::uint8_t>(field(16 + 2 * i, 2));
+    }
     return true;
 }
 
@@ -119,17 +113,16 @@ inline std::wstring Fold(std::wstring name)
     return name;
 }
 
-// Everything in a record, to compare whole lists by.
-using t_fields = std::tuple<std::uint64_t, std::uint32_t, std::uint16_t, t_guid, t_guid>;
-
+// Everything in the records, to compare whole lists by.
 template <class List>
-std::vector<t_fields> Fields(const List& list)
+std::wstring Text(const List& list)
 {
-    std::vector<t_fields> all;
+    t_str text;
     for (const t_hkl& r : list) {
-        all.emplace_back(r.hkl, r.klid, r.langId, r.clsid, r.profileGuid);
+        text.AppendFormat(L"\n%I64x %x %x ", r.hkl, r.klid, r.langId)
+            << FormatGuid(r.clsid) << FormatGuid(r.profileGuid);
     }
-    return all;
+    return text;
 }
 
 } // namespace n_model

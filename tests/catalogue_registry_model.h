@@ -13,26 +13,23 @@ const std::wstring kLayouts = L"SYSTEM\\CurrentControlSet\\Control\\Keyboard Lay
 const std::wstring kTip = L"SoftWare\\Microsoft\\CTF\\TIP";
 const std::wstring kHidden = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 
-class t_catalogue
+struct t_catalogue
 {
-public:
-    // classes32, classes  what either view shows of the classes' registrations
-    t_catalogue(t_storedKey& machineToUse, t_storedKey& userToUse, const t_storedKey& classes32ToUse,
-                const t_storedKey& classesToUse)
-        : machine(machineToUse), user(userToUse), classes32(classes32ToUse), classes(classesToUse)
-    {
-    }
+    t_storedKey &machine, &user;
+    const t_storedKey &classes32, &classes; // what either view shows of the classes' registrations
+    std::map<std::wstring, t_hkl> byName = {};
+    static bool Less(const t_hkl& a, const t_hkl& b) { return Compare(a, b) < 0; }
+    std::map<t_hkl, std::wstring, decltype(&Less)> byRecord{&Less};
+    bool built = false, valid = false;
+    t_records cache = {};
 
     bool GetLayoutList(t_errorChain& errors, t_records& out)
     {
-        if (!built) {
-            built = true;
-            valid = Build(errors);
-            if (!valid) {
-                return errors.Fail(L"生成缓存失败");
-            }
-        } else if (!valid) {
-            return errors.Fail(L"获取缓存失败");
+        const wchar_t* const failure = built ? L"获取缓存失败" : L"生成缓存失败";
+        valid = built ? valid : Build(errors);
+        built = true;
+        if (!valid) {
+            return errors.Fail(failure);
         }
         out = cache;
         return true;
@@ -64,11 +61,8 @@ public:
     {
         name.clear();
         if (!IsProfile(record)) {
-            const std::wstring path = kLayouts + FormatStr(L"\\%08x", record.klid);
-            if (record.klid != 0 && ReadImeFile(errors, path, name)) {
-                return true;
-            }
-            return errors.Fail(L"获取t_hkl文件错误, klid=%u", record.klid);
+            return (record.klid != 0 && ReadImeFile(errors, kLayouts + FormatStr(L"\\%08x", record.klid), name)) ||
+                   errors.Fail(L"获取t_hkl文件错误, klid=%u", record.klid);
         }
         for (const auto& [known, file] : byRecord) {
             if (Compare(known, record) == 0) {
@@ -119,9 +113,8 @@ public:
         if (hidden == nullptr) {
             return NotOpened(errors, L"CURRENT_USER\\" + kHidden);
         }
-        for (const std::wstring& name : {std::wstring(L"1"), std::wstring(FormatStr(L"%08x", record.klid))}) {
-            t_storedKey::Erase(hidden->values, name);
-        }
+        t_storedKey::Erase(hidden->values, L"1");
+        t_storedKey::Erase(hidden->values, FormatStr(L"%08x", record.klid));
         return true;
     }
 
@@ -191,12 +184,6 @@ public:
         Dedupe(list);
         return true;
     }
-
-private:
-    struct t_less
-    {
-        bool operator()(const t_hkl& a, const t_hkl& b) const { return Compare(a, b) < 0; }
-    };
 
     static bool NotOpened(t_errorChain& errors, const std::wstring& path)
     {
@@ -272,15 +259,13 @@ private:
         }
     }
 
-    std::wstring FindServer(const t_guid& c) const
+    std::wstring FindServer(const t_guid& clsid) const
     {
-        const std::uint8_t* d = c.data4;
-        const t_str id = FormatStr(L"CLSID\\{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}\\", c.data1, c.data2,
-                                   c.data3, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7]);
         for (const wchar_t* const kind : {L"InProcServer32", L"LocalServer32"}) {
             for (const t_storedKey* const view : {&classes32, &classes}) {
                 for (const DWORD type : {REG_SZ, REG_EXPAND_SZ}) {
-                    const auto text = ReadText(view->Key(id + kind), L"", 260, type);
+                    const auto text =
+                        ReadText(view->Key(L"CLSID\\" + FormatGuid(clsid) + L"\\" + kind), L"", 260, type);
                     if (text && !text->empty()) {
                         return *text;
                     }
@@ -289,13 +274,6 @@ private:
         }
         return L"";
     }
-
-    t_storedKey &machine, &user;
-    const t_storedKey &classes32, &classes;
-    std::map<std::wstring, t_hkl> byName;
-    std::map<t_hkl, std::wstring, t_less> byRecord;
-    bool built = false, valid = false;
-    t_records cache;
 };
 
 } // namespace n_model

@@ -93,7 +93,7 @@ private:
     std::uint32_t FindCatalogued(bool unhide)
     {
         const t_storedKey none;
-        t_catalogue catalogue(machine, *users.Key(L"own"), none, classes);
+        t_catalogue catalogue{machine, *users.Key(L"own"), none, classes};
         t_errorChain errors;
         t_hkl found;
         if (catalogue.GetHKLByName(errors, found, L"TarvoPY.ime", 0xF000FFFF, 0xE0000804) && unhide) {
