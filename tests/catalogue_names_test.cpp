@@ -1,4 +1,3 @@
-#include <span>
 #include <sstream>
 
 #include "base/module_path.h"
@@ -42,18 +41,10 @@ TEST(IndirectString, RandomTextsGiveWhatTheModelGives)
     };
     ForRandomSeeds(2000, [&](t_random& random) {
         std::wstring indirect = random.OneIn(2) ? L"@" : L"", path, expected;
-        const std::wstring pieces[] = {L"%TARVO_HEAD%%TARVO_TAIL%",
-                                       program,
-                                       L"%TARVO_HEAD%",
-                                       L"%TARVO_259%",
-                                       L"%TARVO_260%",
-                                       L"%tarvo none%",
-                                       L"%",
-                                       L"@",
-                                       L",",
-                                       L"no.dll"};
         for (auto count = 1 + random.Below(random.Of({1u, 3u})); count > 0; --count) {
-            indirect += random.Of(random.OneIn(2) ? std::span(pieces, 2) : std::span(pieces));
+            indirect += random.Of<std::wstring>({L"%TARVO_HEAD%%TARVO_TAIL%", program,
+                                                 random.Of({L"%TARVO_HEAD%", L"%TARVO_259%", L"%TARVO_260%",
+                                                            L"%tarvo none%", L"%", L"@", L",", L"no.dll"})});
         }
         indirect += random.Of({L",-5000", L",5000;2,x", L", +5000", L",-5001", L",", L""});
         int id = 0;
@@ -74,8 +65,7 @@ TEST(IndirectString, RandomTextsGiveWhatTheModelGives)
 TEST(ProductImeFile, FollowsTheRuntimeEnvironment)
 {
     static DWORD minorVersion;
-    LONG(*const answer)
-    (OSVERSIONINFOEXW*) = [](OSVERSIONINFOEXW* version) {
+    const auto answer = +[](OSVERSIONINFOEXW* version) {
         version->dwMajorVersion = 6;
         version->dwMinorVersion = minorVersion;
         return LONG{0};
