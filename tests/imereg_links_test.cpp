@@ -87,42 +87,23 @@ TEST(Links, NothingChangesWhereALaterOneLeads)
     }
 }
 
-TEST(Links, ListIsMadeAnewWhereTheSystemKnowsNoLinksInCreating)
-{
-    const t_scratchRegistry registry;
-    WriteHive(HKEY_CURRENT_USER);
-    REPLACE(create, RegCreateKeyExW,
-            [&](HKEY key, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options, auto... arguments) {
-                return (options & REG_OPTION_OPEN_LINK) != 0
-                           ? LSTATUS{ERROR_INVALID_PARAMETER}
-                           : create.Original(key, name, reserved, type, options, arguments...);
-            });
-    EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, HKEY_CURRENT_USER, L"x", false));
-    EXPECT_NE(std::wstring::npos, DumpKey(HKEY_CURRENT_USER, kPreload).find(L"1=1:"));
-}
-
-TEST(Links, AreLookedForWithoutOpeningAKeyTwice)
+// A hive that is itself opened through a link, as S-1-5-18 is one to .DEFAULT, on a system that knows no links in
+// creating: the list is made anew, without opening a key twice.
+TEST(Links, RootMayBeOneAndTheSystemNeedNotKnowThem)
 {
     const t_scratchRegistry registry;
     const t_fakeOsVersion os(5, 2);
-    const t_keyHandle hive = MakeKey(HKEY_USERS, L"hive");
-    WriteHive(hive.Get());
-    REPLACE(open, RegOpenKeyExW, [&](auto... all) { return open.Original(all...); });
-    REPLACE(create, RegCreateKeyExW, [&](auto... all) { return create.Original(all...); });
-    AddToPreload(kNew, hive.Get(), L"x", false);
-    EXPECT_EQ(2, open.calls);
-    EXPECT_EQ(1, create.calls);
-}
-
-// As S-1-5-18 is one to .DEFAULT.
-TEST(Links, RootMayBeOne)
-{
-    const t_scratchRegistry registry;
     WriteHive(MakeKey(HKEY_USERS, L"hive").Get());
     const t_scratchLink link(HKEY_USERS, L"link", MakeKey(HKEY_USERS, L"hive").Get());
     t_keyHandle root;
     ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_USERS, L"link", 0, KEY_ALL_ACCESS, root.Put()));
-    const std::wstring before = DumpKey(HKEY_USERS, L"hive");
-    RemoveFromPreload(kListed, root.Get());
-    EXPECT_NE(before, DumpKey(HKEY_USERS, L"hive"));
+    REPLACE(open, RegOpenKeyExW, [&](auto... all) { return open.Original(all...); });
+    REPLACE(create, RegCreateKeyExW, [&](HKEY key, LPCWSTR name, DWORD zero, LPWSTR type, DWORD options, auto... rest) {
+        return (options & REG_OPTION_OPEN_LINK) != 0 ? LSTATUS{ERROR_INVALID_PARAMETER}
+                                                     : create.Original(key, name, zero, type, options, rest...);
+    });
+    EXPECT_EQ(ERROR_SUCCESS, AddToPreload(kNew, root.Get(), L"x", false));
+    EXPECT_EQ(2, open.calls);
+    EXPECT_EQ(2, create.calls);
+    EXPECT_EQ(L"[]\n1=1:E0200804\\0\n2=1:E0210804\\0\n", DumpKey(HKEY_USERS, L"hive\\" + kPreload));
 }
