@@ -1,7 +1,6 @@
 #include "tests/windows_test.h"
 
 #include <delayimp.h>
-#include <imm.h>
 
 #include "base/system_directory.h"
 
@@ -17,29 +16,19 @@ namespace {
 struct t_lateImport
 {
     char library[16];
-    struct
-    {
-        WORD hint;
-        char name[24];
-    } function;
+    char function[24]; // behind the two bytes of its number
+    DWORD error;       // that a call then leaves
     HMODULE module = nullptr;
     FARPROC slots[2] = {};
     IMAGE_THUNK_DATA names[2] = {};
+} imports[] = {{"kernel32.dll", "\0\0GetCommandLineW", ERROR_SUCCESS},
+               {"kernel32.dll", "\0\0NoSuchFunction", ERROR_PROC_NOT_FOUND},
+               {"no_such.dll", "\0\0ImmInstallIMEW", ERROR_PROC_NOT_FOUND}};
 
-    decltype(&ImmInstallIMEW) Bind()
-    {
-        const auto rva = [](const void* place) {
-            return static_cast<DWORD>(static_cast<const BYTE*>(place) - reinterpret_cast<const BYTE*>(&__ImageBase));
-        };
-        names[1].u1.AddressOfData = rva(&function);
-        const ImgDelayDescr descriptor{0, rva(library), rva(&module), rva(slots), rva(names), 0, 0, 0};
-        EXPECT_EQ(__delayLoadHelper2(&descriptor, &slots[1]), slots[1]);
-        return reinterpret_cast<decltype(&ImmInstallIMEW)>(reinterpret_cast<void*>(slots[1]));
-    }
-};
-
-t_lateImport present = {"kernel32.dll", {0, "GetModuleHandleW"}};
-t_lateImport missing[] = {{"kernel32.dll", {0, "NoSuchFunction"}}, {"no_such.dll", {0, "ImmInstallIMEW"}}};
+DWORD Rva(const void* place)
+{
+    return static_cast<DWORD>(static_cast<const BYTE*>(place) - reinterpret_cast<const BYTE*>(&__ImageBase));
+}
 
 } // namespace
 
@@ -52,12 +41,14 @@ TEST(LateBinding, WhatIsMissingFailsLikeTheCallItStandsFor)
         loaded += file;
         return load.Original(file, none, flags);
     });
-    EXPECT_NE(nullptr, present.Bind()(L"kernel32.dll", L""));
-    for (t_lateImport& import : missing) {
-        const auto function = import.Bind();
+    for (t_lateImport& late : imports) {
+        late.names[1].u1.AddressOfData = Rva(late.function);
+        const ImgDelayDescr dll{0, Rva(late.library), Rva(&late.module), Rva(late.slots), Rva(late.names), 0, 0, 0};
+        const FARPROC bound = __delayLoadHelper2(&dll, &late.slots[1]);
+        EXPECT_EQ(bound, late.slots[1]);
         SetLastError(ERROR_SUCCESS);
-        EXPECT_EQ(nullptr, function(L"file", L"text"));
-        EXPECT_EQ(DWORD{ERROR_PROC_NOT_FOUND}, GetLastError());
+        EXPECT_EQ(late.error == ERROR_SUCCESS, bound() != 0) << late.function + 2;
+        EXPECT_EQ(late.error, GetLastError());
     }
     EXPECT_EQ(path + L"\\kernel32.dll" + path + L"\\kernel32.dll" + path + L"\\no_such.dll", loaded);
 }
