@@ -97,9 +97,6 @@ TEST(ActionOptions, Modes)
             EXPECT_EQ(mode, expected) << text;
         }
     }
-    t_actionMode mode = Debug;
-    EXPECT_TRUE(ParseActionOptions(0, nullptr, &mode));
-    EXPECT_EQ(mode, Debug);
 }
 
 #ifndef _WIN32
