@@ -13,6 +13,16 @@ const std::wstring kLayouts = L"SYSTEM\\CurrentControlSet\\Control\\Keyboard Lay
 const std::wstring kTip = L"SoftWare\\Microsoft\\CTF\\TIP";
 const std::wstring kHidden = L"SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 
+// A value's text of at most so many units, of one type or of any.
+inline std::optional<std::wstring> ReadText(const t_storedKey* key, const wchar_t* name, std::size_t units,
+                                            std::optional<DWORD> type = std::nullopt)
+{
+    const t_storedValue* const value = key != nullptr ? key->Value(name) : nullptr;
+    return value != nullptr && value->type == type.value_or(value->type) && value->data.size() <= units * 2
+               ? std::optional(value->Text(value->data.size() / 2))
+               : std::nullopt;
+}
+
 struct t_catalogue
 {
     t_storedKey &machine, &user;
@@ -143,7 +153,7 @@ struct t_catalogue
             const t_hkl record{0, v, static_cast<std::uint16_t>(v), {}, {}};
             Add(list, record);
             if (v >> 28 == 0xE) {
-                if (const auto file = ReadText(&key, L"Ime File", 260)) {
+                if (const auto file = ReadText(&key, L"Ime File", 260, REG_SZ)) {
                     RegisterImeFile(*file, record);
                 } else {
                     errors.Clear();
@@ -191,23 +201,13 @@ struct t_catalogue
         return errors.Fail(L"打开注册表项失败：%s", path.c_str());
     }
 
-    static std::optional<std::wstring> ReadText(const t_storedKey* key, const wchar_t* name, std::size_t units,
-                                                DWORD type = REG_SZ)
-    {
-        const t_storedValue* const value = key != nullptr ? key->Value(name) : nullptr;
-        if (value == nullptr || value->type != type || value->data.size() > units * 2) {
-            return std::nullopt;
-        }
-        return value->Text(value->data.size() / 2);
-    }
-
     bool ReadImeFile(t_errorChain& errors, const std::wstring& path, t_str& name) const
     {
         const t_storedKey* const key = machine.Key(path);
         if (key == nullptr) {
             return NotOpened(errors, L"MACHINE\\" + path);
         }
-        if (const auto text = ReadText(key, L"Ime File", 260)) {
+        if (const auto text = ReadText(key, L"Ime File", 260, REG_SZ)) {
             name = *text;
             return true;
         }
@@ -223,7 +223,7 @@ struct t_catalogue
         const t_storedKey* const layouts = machine.Key(kLayouts);
         for (const t_storedKey& key : layouts != nullptr ? layouts->keys : std::vector<t_storedKey>()) {
             const std::uint32_t v = Hex(key.name);
-            const auto text = ReadText(&key, L"Layout Id", 5);
+            const auto text = ReadText(&key, L"Layout Id", 5, REG_SZ);
             if (v >> 28 != 0xE && (v >> 16 & 0xFFF) != 0 && text && Hex(*text) == id) {
                 return v;
             }
@@ -250,7 +250,7 @@ struct t_catalogue
             errors.Fail(L"not a valid tsf");
             return;
         }
-        if (const auto substitute = ReadText(&profile, L"SubstituteLayout", 260)) {
+        if (const auto substitute = ReadText(&profile, L"SubstituteLayout", 260, REG_SZ)) {
             SetFromHandle(record, Hex(*substitute));
         }
         Add(list, record);

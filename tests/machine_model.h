@@ -39,20 +39,12 @@ public:
     }
 
 private:
-    // The value's text whatever its type, of at most so many bytes.
-    static std::optional<std::wstring> Text(const t_storedKey* key, const wchar_t* name, std::size_t bytes)
-    {
-        const t_storedValue* const value = key != nullptr ? key->Value(name) : nullptr;
-        return value != nullptr && value->data.size() <= bytes ? std::optional(value->Text(value->data.size() / 2))
-                                                               : std::nullopt;
-    }
-
     t_storedKey* Layout(std::uint32_t klid) { return machine.Key(kLayouts + FormatStr(L"\\%08x", klid)); }
 
     std::uint32_t FindLoaded(const std::wstring& file)
     {
         for (const std::uint32_t klid : loaded) {
-            if (Fold(Text(Layout(klid), L"Ime File", 520).value_or(L"").substr(0, 32)) == Fold(file)) {
+            if (Fold(ReadText(Layout(klid), L"Ime File", 260).value_or(L"").substr(0, 32)) == Fold(file)) {
                 return klid;
             }
         }
@@ -66,7 +58,7 @@ private:
         const std::vector<t_storedKey>& keys = machine.Key(kLayouts)->keys;
         for (std::size_t i = 0; i < std::min<std::size_t>(keys.size(), 250); ++i) {
             const std::uint32_t klid = Hex(keys[i].name);
-            const auto file = Text(Layout(klid), L"Ime File", 400);
+            const auto file = ReadText(Layout(klid), L"Ime File", 200);
             if ((klid & 0xFFFF) == 0x0804 && file) {
                 files.emplace_back(klid, Fold(*file));
             }
@@ -127,7 +119,7 @@ private:
             made.SetText(L"Layout Text", text, true);
             loaded.push_back(klid);
             steps += L"install " + text + L"; ";
-        } else if (const auto stored = Text(Layout(klid), L"layout text", 520); stored && *stored != text) {
+        } else if (const auto stored = ReadText(Layout(klid), L"layout text", 260); stored && *stored != text) {
             Layout(klid)->SetText(L"layout text", text, true);
         }
         AddToPreload(*users.Key(userSid), klid, vista);
