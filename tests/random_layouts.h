@@ -22,7 +22,11 @@ public:
             MakeKey(HKEY_LOCAL_MACHINE, n_model::kLayouts);
         }
         for (auto count = random.Below(9); count > 0; --count) {
-            const std::wstring key = n_model::kLayouts + L"\\" + LayoutName();
+            const std::wstring name =
+                random.Of({L"E0200804", L"0xE0300804", L"804", L"none", L"FFFFFFFFF", L"00010409", L"F0020C04",
+                           L"10000409", L"E0FF0000", L"E0200411", L"E02508041", L" +1"});
+            const std::wstring key =
+                n_model::kLayouts + L"\\" + (random.OneIn(2) ? FormatStr(L"%08x", Handle()) : name);
             MakeKey(HKEY_LOCAL_MACHINE, key);
             Maybe(HKEY_LOCAL_MACHINE, key, L"Ime File", FileName());
             Maybe(HKEY_LOCAL_MACHINE, key, L"Layout Id", random.Of({L"0001", L"0002", L"fFf", L"00003", L"x"}));
@@ -42,13 +46,6 @@ public:
     }
 
 private:
-    std::wstring LayoutName()
-    {
-        return random.OneIn(2) ? FormatStr(L"%08x", Handle())
-                               : random.Of({L"E0200804", L"0xE0300804", L"804", L"none", L"FFFFFFFFF", L"00010409",
-                                            L"F0020C04", L"10000409", L"E0FF0000", L"E0200411", L"E02508041", L" +1"});
-    }
-
     void Maybe(HKEY root, const std::wstring& path, const wchar_t* value, const std::wstring& text, DWORD type = REG_SZ)
     {
         if (!random.OneIn(4)) {

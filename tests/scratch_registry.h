@@ -36,8 +36,6 @@ class t_scratchLink
 public:
     t_scratchLink(HKEY root, const std::wstring& path, HKEY target);
     ~t_scratchLink();
-    t_scratchLink(const t_scratchLink&) = delete;
-    t_scratchLink& operator=(const t_scratchLink&) = delete;
 
 private:
     t_keyHandle link;
