@@ -26,7 +26,6 @@ TEST(Dispatcher, RefusedAccessChangesNothingAndTheStepsGoOn)
 {
     const std::tuple<WORD, const wchar_t*, const wchar_t*> cases[] = {
         {WORD{5}, L"--copy", L"install 中文 (简体) - 塔沃拼音输入法; "},
-        {WORD{5}, L"--uninstall", L""},
         {WORD{10}, L"--install", L"/s TarvoTSF.ime; "},
         {WORD{10}, L"--uninstall", L"/s /u TarvoTSF.ime; "},
     };
