@@ -114,8 +114,7 @@ inline std::wstring Fold(std::wstring name)
 }
 
 // Everything in the records, to compare whole lists by.
-template <class List>
-std::wstring Text(const List& list)
+inline std::wstring Text(const t_records& list)
 {
     t_str text;
     for (const t_hkl& r : list) {

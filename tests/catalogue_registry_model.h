@@ -131,11 +131,10 @@ struct t_catalogue
     void SetFromHandle(t_hkl& record, std::uint32_t h) const
     {
         record.hkl = h;
-        if (h >> 28 == 0xF) {
-            record.klid = FindByLayoutId(h >> 16 & 0x0FFF);
-        } else {
-            record.klid = h >> 28 == 0xE ? h : h < 0x10000 ? h & 0xFFFF : h >> 16;
-        }
+        record.klid = h >> 28 == 0xF   ? FindByLayoutId(h >> 16 & 0x0FFF)
+                      : h >> 28 == 0xE ? h
+                      : h < 0x10000    ? h & 0xFFFF
+                                       : h >> 16;
         if (h >> 28 != 0xF || record.klid != 0) {
             record.langId = static_cast<std::uint16_t>(h);
         }
