@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <sddl.h>
 #include <shlwapi.h>
 
 #include "app/dispatcher.h"
 #include "base/ascii_case.h"
 #include "base/path.h"
+#include "base/session.h"
 #include "base/singleton.h"
 #include "imereg/layout_handle.h"
 #include "tests/machine_model.h"
@@ -19,20 +19,11 @@ const std::wstring kTextService = n_model::kTip + L"\\{7C2B4E10-5D3A-4F86-9B1C-2
 constexpr wchar_t kHiveFile[] = L"file of the default profile";
 constexpr wchar_t kKept[] = L"kept\\";
 constexpr wchar_t kDefaultUser[] = L"default_user";
-constexpr const wchar_t* kAccounts[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
 // The name of a predefined key in the scratch registry.
 std::wstring RootName(HKEY root)
 {
     return FormatStr(L"%08x", static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root)));
-}
-
-void WriteList(const std::wstring& hive, std::initializer_list<const wchar_t*> klids)
-{
-    int position = 0;
-    for (const wchar_t* const klid : klids) {
-        WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", ++position).c_str(), klid);
-    }
 }
 
 t_storedKey ReadMachineKey(const std::wstring& path)
@@ -61,23 +52,22 @@ std::wstring LayoutPath(std::uint32_t klid)
 t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor)
 {
     // The session's user is Wine's only one; the hive that the installer runs with is another.
-    t_handle token;
-    BYTE user[256];
-    DWORD size = 0;
-    wchar_t* text = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put());
-    GetTokenInformation(token.Get(), TokenUser, user, sizeof(user), &size);
-    ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user)->User.Sid, &text);
-    userSid = text;
-    LocalFree(text);
+    t_errorChain errors;
+    t_session session;
+    EXPECT_TRUE(ReadCurrentSession(errors, session));
+    userSid = session.userSid;
 
     AddLayout(0xE0010804, L"IMSCDEMO.IME", false);
     AddLayout(0xE0200804, L"DEMOWB.IME", false);
-    WriteList(userSid, {L"E0010804", L"00000804", L"e0200804"});
-    WriteList(L"own", {L"00000804", L"E0210804"});
-    WriteList(kHiveFile, {L"00000804"});
-    for (const wchar_t* const account : kAccounts) {
-        WriteList(account, {L"00000804", L"E0210804", L"00000409"});
+    constexpr const wchar_t *kOthers[] = {L"E0010804", L"00000804", L"e0200804"},
+                            *kWithProduct[] = {L"00000409", L"00000804", L"E0210804"};
+    for (const std::wstring name : kListedHives) {
+        const bool isUser = name == L"user", isDefault = name == L"default";
+        const std::wstring hive = isUser ? userSid : isDefault ? kHiveFile : name;
+        for (int i = 0; i < 3; ++i) {
+            WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", i + 1).c_str(),
+                      isUser || isDefault ? kOthers[i] : kWithProduct[i]);
+        }
     }
     const DWORD chinese = 0x0804;
     WriteRaw(HKEY_USERS, userSid + kSortOrder + L"\\00000000", L"KeyboardLayout", REG_DWORD, &chinese, 4);
