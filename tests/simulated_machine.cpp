@@ -16,9 +16,7 @@ namespace {
 
 const std::wstring kSortOrder = L"\\" + n_model::kSortOrder + L"\\{34745C63}";
 const std::wstring kTextService = n_model::kTip + L"\\{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}";
-constexpr wchar_t kHiveFile[] = L"file of the default profile";
 constexpr wchar_t kKept[] = L"kept\\";
-constexpr wchar_t kDefaultUser[] = L"default_user";
 
 // The name of a predefined key in the scratch registry.
 std::wstring RootName(HKEY root)
@@ -31,15 +29,6 @@ t_storedKey ReadMachineKey(const std::wstring& path)
     t_keyHandle key;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Put());
     return ReadTree(key.Get()); // empty without a key
-}
-
-// Copies a hive between its file and the place where it is loaded.
-void CopyHive(const wchar_t* from, const wchar_t* to)
-{
-    t_keyHandle source;
-    RegOpenKeyExW(HKEY_USERS, from, 0, KEY_READ, source.Put());
-    SHDeleteKeyW(HKEY_USERS, to);
-    SHCopyKeyW(source.Get(), nullptr, MakeKey(HKEY_USERS, to).Get(), 0);
 }
 
 } // namespace
@@ -94,6 +83,7 @@ void t_simulatedMachine::Keep()
 
 void t_simulatedMachine::Restore()
 {
+    loadedHive.reset();
     for (const std::wstring& path : touched) {
         const HKEY root = path.starts_with(RootName(HKEY_USERS)) ? HKEY_USERS : HKEY_LOCAL_MACHINE;
         const std::wstring below = path.substr(RootName(root).size() + 1);
@@ -133,24 +123,6 @@ void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
     // Behind the number of this process, where the scratch registry is.
     const std::size_t begin = path.find(L"\\8000000");
     touched.insert(path.substr(begin + 1) + (*name != L'\0' ? L"\\" : L"") + name);
-}
-
-LSTATUS t_simulatedMachine::LoadHive(const wchar_t* name)
-{
-    if (KeyExists(HKEY_USERS, name)) {
-        return ERROR_SHARING_VIOLATION;
-    }
-    Touch(HKEY_USERS, name);
-    Touch(HKEY_USERS, kHiveFile);
-    CopyHive(kHiveFile, name);
-    return ERROR_SUCCESS;
-}
-
-LSTATUS t_simulatedMachine::UnloadHive(const wchar_t* name)
-{
-    CopyHive(name, kHiveFile);
-    SHDeleteKeyW(HKEY_USERS, name);
-    return ERROR_SUCCESS;
 }
 
 HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
@@ -204,8 +176,8 @@ t_machineState t_simulatedMachine::State() const
         }
     }
     for (const t_storedKey& hive : users.keys) {
-        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == kDefaultUser;
-        if (isFile && users.Key(kDefaultUser) != nullptr) {
+        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == L"default_user";
+        if (isFile && users.Key(L"default_user") != nullptr) {
             state[L"default_user loaded"];
             continue;
         }
