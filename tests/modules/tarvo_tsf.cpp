@@ -19,7 +19,7 @@ extern "C" __declspec(dllexport) HRESULT WINAPI DllRegisterServer()
     wchar_t path[MAX_PATH];
     GetModuleFileNameW(GetModuleHandleW(L"TarvoTSF.ime"), path, MAX_PATH);
     const auto set = [](HKEY root, const wchar_t* key, const wchar_t* name, const wchar_t* text) {
-        SHSetValueW(root, key, name, REG_SZ, text, static_cast<DWORD>((lstrlenW(text) + 1) * 2));
+        SHSetValueW(root, key, name, REG_SZ, text, static_cast<DWORD>(lstrlenW(text)) * 2 + 2);
     };
     set(HKEY_CLASSES_ROOT, kClassKey, nullptr, L"TarvoTSF");
     set(HKEY_CLASSES_ROOT, kServerKey, nullptr, path);
