@@ -11,6 +11,7 @@
 #include <tlhelp32.h>
 #include <wtsapi32.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -68,7 +69,6 @@ t_systemCall* MakeStub(const char* name)
 // The functions with what they give and how they fail.
 std::vector<t_systemCall*> MakeTable()
 {
-    using enum t_resource;
     using t_calls = std::initializer_list<t_systemCall*>;
     std::vector<t_systemCall*> table;
     const auto add = [&table](const t_systemCall& rule, t_calls functions) {
@@ -81,7 +81,7 @@ std::vector<t_systemCall*> MakeTable()
         }
     };
     //   failure  what is returned on failure; none for a function that returns the code
-    const auto fails = [&add](t_resource resource, std::optional<std::intptr_t> failure,
+    const auto fails = [&add](std::string_view resource, std::optional<std::intptr_t> failure,
                               std::initializer_list<std::int64_t> codes, t_calls functions, int given = 1) {
         t_systemCall rule{.resource = resource, .given = given, .zeroSucceeds = !failure};
         for (const std::int64_t code : codes) {
@@ -98,64 +98,64 @@ std::vector<t_systemCall*> MakeTable()
 #define LOOKED_UP(name, ...) MakeStub<__VA_ARGS__, __COUNTER__>(name)
 
     // Functions that return an error code
-    fails(key, {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
-    fails(key, {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW)});
-    fails(none, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
-    fails(none, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
-    fails(none, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
-    fails(none, {}, {kDenied, kBusy}, {CALL(RegSetValueExW)});
-    fails(none, {}, {kShared, ERROR_PRIVILEGE_NOT_HELD}, {CALL(RegLoadKeyW)});
-    fails(none, {}, {kDenied},
+    fails("key", {}, {kMissing, kDenied}, {CALL(RegOpenKeyExW), CALL(RegOpenKeyW)});
+    fails("key", {}, {kDenied, kBad, kBusy}, {CALL(RegCreateKeyExW)});
+    fails({}, {}, {kDenied, kMissing}, {CALL(RegDeleteKeyW), CALL(RegDeleteValueW)});
+    fails({}, {}, {kEnd, kMore}, {CALL(RegEnumKeyExW), CALL(RegEnumKeyW), CALL(RegEnumValueW)});
+    fails({}, {}, {kMissing, kMore}, {CALL(RegQueryValueExW)});
+    fails({}, {}, {kDenied, kBusy}, {CALL(RegSetValueExW)});
+    fails({}, {}, {kShared, ERROR_PRIVILEGE_NOT_HELD}, {CALL(RegLoadKeyW)});
+    fails({}, {}, {kDenied},
           {CALL(RegFlushKey), CALL(RegQueryInfoKeyW), CALL(RegUnLoadKeyW), CALL(SetNamedSecurityInfoW),
            CALL(SetSecurityInfo)});
-    fails(memory, {}, {kDenied, kMemory}, {CALL(GetNamedSecurityInfoW), CALL(SetEntriesInAclW)});
-    fails(none, {}, {E_FAIL},
+    fails("memory", {}, {kDenied, kMemory}, {CALL(GetNamedSecurityInfoW), CALL(SetEntriesInAclW)});
+    fails({}, {}, {E_FAIL},
           {CALL(SHGetFolderPathW), LOOKED_UP("NtQueryKey", LONG(*)(HKEY, int, void*, ULONG, ULONG*)),
            LOOKED_UP("RtlGetVersion", LONG(*)(void*))});
-    fails(task, {}, {E_FAIL}, {LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**))});
-    fails(com, {}, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE}, {CALL(CoInitializeEx)});
-    fails(mutex, {}, {WAIT_TIMEOUT, WAIT_FAILED}, {CALL(WaitForSingleObject)});
+    fails("task", {}, {E_FAIL}, {LOOKED_UP("SHGetKnownFolderPath", HRESULT(*)(const GUID&, DWORD, HANDLE, wchar_t**))});
+    fails("com", {}, {E_OUTOFMEMORY, RPC_E_CHANGED_MODE}, {CALL(CoInitializeEx)});
+    fails("mutex", {}, {WAIT_TIMEOUT, WAIT_FAILED}, {CALL(WaitForSingleObject)});
 
     // Functions that return nothing on failure
-    fails(none, 0, {kDenied},
+    fails({}, 0, {kDenied},
           {CALL(AdjustTokenPrivileges), CALL(CheckTokenMembership), CALL(GetFileSecurityW),
            CALL(GetSecurityDescriptorControl), CALL(GetSecurityDescriptorDacl), CALL(GetSecurityDescriptorSacl),
            CALL(SetKernelObjectSecurity), CALL(SetSecurityDescriptorControl), CALL(ProcessIdToSessionId),
            CALL(LookupPrivilegeValueW), CALL(DeleteFileW), CALL(SetFileAttributesW), CALL(ImmDisableIME),
            CALL(UnloadKeyboardLayout)});
-    fails(none, 0, {kMissing},
+    fails({}, 0, {kMissing},
           {CALL(GetFileVersionInfoSizeW), CALL(VerQueryValueW), CALL(GetModuleHandleExW), CALL(GetModuleHandleW),
            CALL(GetProcAddress), CALL(SHGetSpecialFolderPathW), CALL(ImmGetIMEFileNameW), CALL(LoadStringW)});
-    fails(none, 0, {kMemory},
+    fails({}, 0, {kMemory},
           {CALL(GetFileVersionInfoW), CALL(GetKeyboardLayoutList), CALL(MessageBoxW), CALL(SetDllDirectoryW)});
-    fails(none, 0, {kDevice},
+    fails({}, 0, {kDevice},
           {CALL(GetFileInformationByHandle), CALL(GetFileSizeEx), CALL(ReadFile), CALL(SetFilePointerEx),
            LOOKED_UP("GetFileInformationByHandleEx", BOOL(*)(HANDLE, int, void*, DWORD))});
-    fails(none, 0, {kFull}, {CALL(FlushFileBuffers), CALL(SetEndOfFile), CALL(WriteFile)});
-    fails(none, 0, {kBad},
+    fails({}, 0, {kFull}, {CALL(FlushFileBuffers), CALL(SetEndOfFile), CALL(WriteFile)});
+    fails({}, 0, {kBad},
           {CALL(MultiByteToWideChar), CALL(VirtualQuery), CALL(WideCharToMultiByte),
            LOOKED_UP("CompareStringOrdinal", int (*)(const wchar_t*, int, const wchar_t*, int, BOOL)),
            LOOKED_UP("GetVersionExW", BOOL(*)(OSVERSIONINFOW*)),
            LOOKED_UP("SetDefaultDllDirectories", BOOL(*)(DWORD))});
-    fails(none, 0, {kSmall, kDenied}, {CALL(GetTokenInformation), CALL(LookupAccountNameW)});
-    fails(none, 0, {kDenied, kMissing}, {CALL(GetFileAttributesExW), CALL(ShellExecuteExW)});
-    fails(none, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing}, {CALL(GetFileAttributesW)});
-    fails(none, 0, {kDenied, kShared, kFull}, {CALL(MoveFileExW)});
-    fails(none, 0, {kMissing, kDenied, ERROR_SUCCESS}, {CALL(ImmInstallIMEW)});
-    fails(memory, 0, {kMemory},
+    fails({}, 0, {kSmall, kDenied}, {CALL(GetTokenInformation), CALL(LookupAccountNameW)});
+    fails({}, 0, {kDenied, kMissing}, {CALL(GetFileAttributesExW), CALL(ShellExecuteExW)});
+    fails({}, INVALID_FILE_ATTRIBUTES, {kDenied, kMissing}, {CALL(GetFileAttributesW)});
+    fails({}, 0, {kDenied, kShared, kFull}, {CALL(MoveFileExW)});
+    fails({}, 0, {kMissing, kDenied, ERROR_SUCCESS}, {CALL(ImmInstallIMEW)});
+    fails("memory", 0, {kMemory},
           {CALL(CommandLineToArgvW), CALL(ConvertSidToStringSidW),
            CALL(ConvertStringSecurityDescriptorToSecurityDescriptorW), CALL(FormatMessageW)});
-    fails(handle, 0, {kMissing, kDenied},
+    fails("handle", 0, {kMissing, kDenied},
           {CALL(CreateFileMappingW), CALL(CreateMutexW), CALL(OpenFileMappingW), CALL(OpenMutexW), CALL(OpenProcess),
            CALL(OpenProcessToken)});
-    fails(handle, -1, {kDenied, kMissing, kShared}, {CALL(CreateFileW), CALL(CreateToolhelp32Snapshot)});
-    fails(handle, 0, {kDenied}, {CALL(CreateProcessW)}, 2);
-    fails(library, 0, {kMissing}, {CALL(LoadLibraryExW)});
-    fails(identifier, 0, {kMemory}, {CALL(AllocateAndInitializeSid)});
-    fails(section, 0, {kMemory}, {CALL(InitializeCriticalSectionAndSpinCount)});
-    fails(sessionText, 0, {RPC_S_SERVER_UNAVAILABLE}, {CALL(WTSQuerySessionInformationW)});
-    fails(view, 0, {kMemory, kDenied}, {CALL(MapViewOfFile)});
-    fails(block, 0, {kMemory}, {CALL(GlobalAlloc)});
+    fails("handle", -1, {kDenied, kMissing, kShared}, {CALL(CreateFileW), CALL(CreateToolhelp32Snapshot)});
+    fails("handle", 0, {kDenied}, {CALL(CreateProcessW)}, 2);
+    fails("library", 0, {kMissing}, {CALL(LoadLibraryExW)});
+    fails("identifier", 0, {kMemory}, {CALL(AllocateAndInitializeSid)});
+    fails("section", 0, {kMemory}, {CALL(InitializeCriticalSectionAndSpinCount)});
+    fails("text of a session", 0, {RPC_S_SERVER_UNAVAILABLE}, {CALL(WTSQuerySessionInformationW)});
+    fails("view", 0, {kMemory, kDenied}, {CALL(MapViewOfFile)});
+    fails("block", 0, {kMemory}, {CALL(GlobalAlloc)});
 
     // Functions that return a length, which may be more than the buffer has
     add({.ways = {{0, kMissing}, {MAX_PATH, 0}, {kTooLong, 0}}}, {CALL(GetSystemDirectoryW)});
@@ -165,14 +165,20 @@ std::vector<t_systemCall*> MakeTable()
          LOOKED_UP("GetFinalPathNameByHandleW", DWORD(*)(HANDLE, wchar_t*, DWORD, DWORD))});
 
     // Functions that take back, and do not fail
-    std::size_t resource = 0; // in their order
-    for (t_systemCall* const call :
-         {CALL(RegCloseKey), CALL(CloseHandle), CALL(UnmapViewOfFile), CALL(LocalFree), CALL(GlobalFree),
-          CALL(WTSFreeMemory), CALL(FreeSid), CALL(CoUninitialize), CALL(FreeLibrary), CALL(ReleaseMutex),
-          CALL(DeleteCriticalSection), CALL(LeaveCriticalSection), CALL(CoTaskMemFree)}) {
-        add({.resource = static_cast<t_resource>(++resource), .given = -1}, {call});
-    }
-    add({.resource = entered, .given = 1}, {CALL(EnterCriticalSection)}); // which cannot fail either
+    add({.resource = "key", .given = -1}, {CALL(RegCloseKey)});
+    add({.resource = "handle", .given = -1}, {CALL(CloseHandle)});
+    add({.resource = "view", .given = -1}, {CALL(UnmapViewOfFile)});
+    add({.resource = "memory", .given = -1}, {CALL(LocalFree)});
+    add({.resource = "block", .given = -1}, {CALL(GlobalFree)});
+    add({.resource = "text of a session", .given = -1}, {CALL(WTSFreeMemory)});
+    add({.resource = "identifier", .given = -1}, {CALL(FreeSid)});
+    add({.resource = "com", .given = -1}, {CALL(CoUninitialize)});
+    add({.resource = "library", .given = -1}, {CALL(FreeLibrary)});
+    add({.resource = "mutex", .given = -1}, {CALL(ReleaseMutex)});
+    add({.resource = "section", .given = -1}, {CALL(DeleteCriticalSection)});
+    add({.resource = "entered section", .given = -1}, {CALL(LeaveCriticalSection)});
+    add({.resource = "task", .given = -1}, {CALL(CoTaskMemFree)});
+    add({.resource = "entered section", .given = 1}, {CALL(EnterCriticalSection)}); // which cannot fail either
 #undef CALL
 #undef LOOKED_UP
     return table;
@@ -242,7 +248,7 @@ const t_systemCall::t_way* t_faultSweep::Enter(const t_systemCall& call)
 void t_faultSweep::Leave(const t_systemCall& call, std::intptr_t result)
 {
     if (armed && --depth == 0 && call.Succeeded(result)) {
-        held[static_cast<std::size_t>(call.resource)] += call.given;
+        held[call.resource] += call.given;
     }
 }
 
@@ -251,13 +257,13 @@ void t_faultSweep::Sweep(const std::string& name, const std::function<void()>& p
 {
     const auto once = [&] {
         prepare();
-        calls = 0, held = {};
+        calls = 0, held.clear();
         failed.clear();
         armed = true;
         run();
         armed = false;
-        held[0] = 0;
-        EXPECT_EQ(decltype(held){}, held) << "not given back, by the order of t_resource";
+        held.erase("");
+        EXPECT_THAT(held, testing::Each(testing::Pair(testing::_, 0))) << "not given back";
         check();
     };
     point = 0;

@@ -2,32 +2,12 @@
 
 #include <windows.h>
 
-#include <array>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
-
-// What one system call hands out and another one takes back.
-enum class t_resource
-{
-    none,
-    key,
-    handle,
-    view,
-    memory, // of LocalAlloc
-    block,  // of GlobalAlloc
-    sessionText,
-    identifier,
-    com,
-    library,
-    mutex, // a mutex that is held
-    section,
-    entered, // a critical section that is held
-    task,    // memory of the COM task allocator
-    count
-};
 
 // One function that the program imports or looks up, with the ways in which it fails in the field.
 struct t_systemCall
@@ -40,12 +20,12 @@ struct t_systemCall
 
     const char* name = nullptr;
     void* stub = nullptr;
-    void** original = nullptr; // where the stub finds what it stands for
-    t_resource resource = t_resource::none;
-    int given = 0;                // how many of them a successful call gives; below 0 for a call that takes one back
-    std::vector<t_way> ways = {}; // none for a call that cannot fail
-    bool zeroSucceeds = false;    // the result is a status, not a value that the first way's tells a failure by
-    void** slot = nullptr;        // null for a function that is looked up at run time, or not used
+    void** original = nullptr;      // where the stub finds what it stands for
+    std::string_view resource = {}; // what the call hands out, such as "key", or takes back
+    int given = 0;                  // how many of them a successful call gives; below 0 for a call that takes one back
+    std::vector<t_way> ways = {};   // none for a call that cannot fail
+    bool zeroSucceeds = false;      // the result is a status, not a value that the first way's tells a failure by
+    void** slot = nullptr;          // null for a function that is looked up at run time, or not used
 
     bool Succeeded(std::intptr_t result) const
     {
@@ -91,5 +71,5 @@ private:
     bool all = false;                      // and every later one too
     std::vector<const t_systemCall*> made; // in the undisturbed run
     std::set<std::string_view> failed;
-    std::array<int, static_cast<std::size_t>(t_resource::count)> held{};
+    std::map<std::string_view, int> held; // of each resource
 };
