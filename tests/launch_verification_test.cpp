@@ -71,8 +71,11 @@ TEST(VerifyModule, CodeSignatureDecidesOutsideTheSystemDirectory)
     EXPECT_THAT(Verdict(SignedModule(L"unlisted.exe")), HasSubstr(L"“Tarvo Test Maker”的证书不是"));
     EXPECT_TRUE((t_makerIdentity{L"Name", {}, {}}.IsSigner({L"Name"})));
     EXPECT_THAT(Verdict(SignedModule(L"unit_first.exe")), HasSubstr(L"“Somebody else”"));
-    const t_lookupPatch withoutProvider{{{"WinVerifyTrust", nullptr}}};
+    t_lookupPatch system{{{"WinVerifyTrust", nullptr}}};
     EXPECT_THAT(Verdict(SignedModule(L"maker.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_PROVIDER_UNKNOWN)));
+    static int unreadable[16] = {}; // a catalogue that is found and then cannot be read
+    system.answers = {{"CryptCATAdminEnumCatalogFromHash", reinterpret_cast<void*>(+[] { return &unreadable; })}};
+    EXPECT_THAT(Verdict(SignedModule(L"unsigned.exe")), StartsWith(FormatStr(L"系统错误%d|", TRUST_E_NOSIGNATURE)));
 }
 
 // Every user may trust whom he likes, but what runs elevated is not his.
