@@ -20,18 +20,9 @@
 using namespace n_report;
 using namespace std::string_literals;
 
-namespace {
-
-struct ReportGather : testing::Test
+TEST(ReportGather, SaysWhatItMayNotSee)
 {
-    t_scratchRegistry scratch;
-    t_errorChain errors;
-};
-
-} // namespace
-
-TEST_F(ReportGather, SaysWhatItMayNotSee)
-{
+    const t_scratchRegistry registry;
     const t_scratchLink link(HKEY_USERS, L"S-1-5-18", MakeKey(HKEY_USERS, L".DEFAULT").Get());
     ImmImportPatch<decltype(&RegOpenKeyExW)> denied(
         "RegOpenKeyExW", [&](HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) -> LSTATUS {
@@ -53,8 +44,9 @@ TEST_F(ReportGather, SaysWhatItMayNotSee)
                                  "  \"default_user\" loaded: yes\n")); // a hive that is there and closed to us
 }
 
-TEST_F(ReportGather, LooksAtTheModulesAndWhoHoldsThem)
+TEST(ReportGather, LooksAtTheModulesAndWhoHoldsThem)
 {
+    const t_scratchRegistry registry;
     const t_library library(LoadLibraryW(L"C:\\Windows\\SYSTEM32\\tarvotsf.ime")); // in other letter case
     t_path self;
     ReadModulePath(nullptr, self);
@@ -95,8 +87,9 @@ TEST(ReportFiles, SaysWhoSignedAFileBehindItsPath)
 
 // Registries that other programs may have left, and hostile ones, with values of random types, lengths and contents
 // wherever the report reads.
-TEST_F(ReportGather, RandomRegistryGivesAWellFormedReport)
+TEST(ReportGather, RandomRegistryGivesAWellFormedReport)
 {
+    t_errorChain errors;
     t_session session;
     ASSERT_TRUE(ReadCurrentSession(errors, session)) << Entries(errors);
     const std::wstring user = session.userSid + L"\\", service = L"{0000000A-0000-0000-0000-000000000001}";
