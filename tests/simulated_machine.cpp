@@ -117,44 +117,24 @@ void t_simulatedMachine::Restore()
     touched.clear();
 }
 
-bool t_simulatedMachine::Run(const wchar_t* option, std::size_t killAfter, t_actionMode mode)
+void t_simulatedMachine::Run(const wchar_t* option, t_actionMode mode)
 {
-    return RunAction(
-        [&] {
-            std::wstring program = L"TarvoLayout.exe", text = option;
-            wchar_t* arguments[] = {program.data(), text.data()};
-            t_errorChain errors;
-            EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
-            EXPECT_TRUE(errors.IsEmpty());
-        },
-        killAfter);
+    RunAction([&] {
+        std::wstring program = L"TarvoLayout.exe", text = option;
+        wchar_t* arguments[] = {program.data(), text.data()};
+        t_errorChain errors;
+        EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
+        EXPECT_TRUE(errors.IsEmpty());
+    });
 }
 
-bool t_simulatedMachine::RunAction(const std::function<void()>& action, std::size_t killAfter)
+void t_simulatedMachine::RunAction(const std::function<void()>& action)
 {
-    changes = 0;
     steps.clear();
-    killPoint = killAfter;
-    counting = true;
-    bool ended = true;
-    try {
-        action();
-    } catch (const t_killed&) {
-        ended = false;
-    }
-    counting = false;
+    inAction = true;
+    action();
+    inAction = false;
     t_singletonRegistry::Process().DestroyAll();
-    return ended;
-}
-
-void t_simulatedMachine::Changed()
-{
-    if (!counting) {
-        return;
-    }
-    if (++changes == killPoint) {
-        throw t_killed();
-    }
 }
 
 void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
@@ -167,32 +147,24 @@ void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
 
 LSTATUS t_simulatedMachine::LoadHive(const wchar_t* name)
 {
-    counting = false;
     if (KeyExists(HKEY_USERS, name)) {
-        counting = true;
         return ERROR_SHARING_VIOLATION;
     }
     Touch(HKEY_USERS, name);
     Touch(HKEY_USERS, kHiveFile);
     CopyHive(kHiveFile, name);
-    counting = true;
-    Changed();
     return ERROR_SUCCESS;
 }
 
 LSTATUS t_simulatedMachine::UnloadHive(const wchar_t* name)
 {
-    counting = false;
     CopyHive(name, kHiveFile);
     SHDeleteKeyW(HKEY_USERS, name);
-    counting = true;
-    Changed();
     return ERROR_SUCCESS;
 }
 
 HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 {
-    counting = false;
     std::uint32_t klid = 0xE0200804;
     while (KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
         klid += 0x10000;
@@ -201,8 +173,6 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
     AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
     WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
     steps += std::wstring(L"install ") + text + L"; ";
-    counting = true;
-    Changed();
     return loaded.back();
 }
 
@@ -217,13 +187,11 @@ bool t_simulatedMachine::Unload(HKL layout)
 {
     const bool known = std::erase(loaded, layout) != 0;
     steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
-    Changed();
     return known;
 }
 
 bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 {
-    counting = false;
     Touch(HKEY_LOCAL_MACHINE, kTextService.c_str());
     const std::wstring_view parameters = commandLine.substr(commandLine.find(L"/s"));
     const std::wstring switches(parameters.substr(0, parameters.find(L':') - 1));
@@ -233,8 +201,6 @@ bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
     } else {
         SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService.c_str());
     }
-    counting = true;
-    Changed();
     return true;
 }
 
