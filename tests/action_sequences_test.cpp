@@ -9,27 +9,6 @@
 #include "tests/random_layouts.h"
 #include "tests/simulated_machine.h"
 
-namespace {
-
-// What an action may change; the system itself writes elsewhere.
-std::wstring DumpMachine(const t_storedKey& machine, const t_storedKey& users)
-{
-    std::wstring text;
-    const auto dump = [&text](const t_storedKey& root, std::initializer_list<std::wstring> paths) {
-        for (const std::wstring& path : paths) {
-            const t_storedKey* const key = root.Key(path);
-            text += key != nullptr ? key->Dump(root.name + L"\\" + path) : L"";
-        }
-    };
-    dump(machine, {n_model::kLayouts, n_model::kTip});
-    for (const t_storedKey& hive : users.keys) {
-        dump(hive, {L"Keyboard Layout", L"SoftWare\\Microsoft\\CTF"});
-    }
-    return text;
-}
-
-} // namespace
-
 // Machines with random layouts, text services and lists, through random actions and upgrades.
 TEST(ActionSequences, RandomMachinesBecomeWhatTheModelMakesOfThem)
 {
@@ -68,13 +47,13 @@ TEST(ActionSequences, RandomMachinesBecomeWhatTheModelMakesOfThem)
             model.users = ReadTree(HKEY_USERS);
             model.classes = ReadTree(HKEY_CLASSES_ROOT);
             model.steps.clear();
-            const std::wstring before = DumpMachine(model.machine, model.users);
+            const std::wstring before = model.machine.Dump() + model.users.Dump();
             const wchar_t* const option =
                 random.Of({L"--install", L"--install", L"--uninstall", L"--debug", L"--copy", L"--delete"});
             model.Run(option);
             machine.Run(option);
-            ASSERT_EQ(DumpMachine(model.machine, model.users),
-                      DumpMachine(ReadTree(HKEY_LOCAL_MACHINE), ReadTree(HKEY_USERS)))
+            ASSERT_EQ(model.machine.Dump() + model.users.Dump(),
+                      ReadTree(HKEY_LOCAL_MACHINE).Dump() + ReadTree(HKEY_USERS).Dump())
                 << option << before;
             ASSERT_EQ(model.steps, machine.Steps()) << option << before;
             if (random.OneIn(4)) {

@@ -41,9 +41,7 @@ bool IsPlaceOfActions(const std::wstring& path)
                                           L"\\keyboard layouts\\e022",
                                           L"\\keyboard layouts\\e023",
                                           L"\\hiddendummylayouts",
-                                          L"\\{7c2b4e10-",
-                                          L"\\default_user",
-                                          L"\\file of the default profile"};
+                                          L"\\{7c2b4e10-"};
     return std::any_of(std::begin(kPlaces), std::end(kPlaces),
                        [folded = FoldCase(path)](const wchar_t* place) { return folded.find(place) != folded.npos; });
 }

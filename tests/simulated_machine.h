@@ -4,11 +4,13 @@
 
 #include <imm.h>
 #include <shellapi.h>
+#include <shlobj.h>
 #include <wtsapi32.h>
 
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -66,6 +68,8 @@ public:
     t_machineState State() const;
 
 private:
+    static constexpr wchar_t kHiveFile[] = L"file of the default profile";
+
     // Notes that a key, or what is named below it, is not what it was.
     void Touch(HKEY key, const wchar_t* name);
     // The same for what an action does, which the machine's own calls are not.
@@ -89,6 +93,7 @@ private:
     std::wstring steps;
     bool refuse = false;
     bool inAction = false;
+    std::optional<t_scratchLink> loadedHive;
 
 #define PATCH(member, function, tag, ...)                                                                              \
     ImmImportPatch<decltype(&function), tag> member                                                                    \
@@ -110,14 +115,24 @@ private:
         *name != L'\0' ? TouchInAction(root, name) : void(); // an empty name only gives another handle
         return createKey.Original(root, name, all...);
     });
-    PATCH(loadHive, RegLoadKeyW, 0,
-          [this](HKEY, LPCWSTR name, LPCWSTR) { return AsSystem([&] { return LoadHive(name); }); });
-    PATCH(unloadHive, RegUnLoadKeyW, 3,
-          [this](HKEY, LPCWSTR name) { return AsSystem([&] { return UnloadHive(name); }); });
+    // The hive's file is a key beside the one through which a loaded hive is reached.
+    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY users, LPCWSTR name, LPCWSTR) {
+        return AsSystem([&]() -> LSTATUS {
+            if (KeyExists(users, name)) {
+                return ERROR_SHARING_VIOLATION;
+            }
+            loadedHive.emplace(users, name, MakeKey(users, kHiveFile).Get());
+            return ERROR_SUCCESS;
+        });
+    });
+    PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR) { return loadedHive.reset(), LSTATUS{ERROR_SUCCESS}; });
     PATCH(attributes, GetFileAttributesW, 0, [this](LPCWSTR path) {
         const bool hive = std::wstring_view(path).ends_with(L"NTUSER.DAT");
         return hive ? FILE_ATTRIBUTE_NORMAL : attributes.Original(path);
     });
+    // The system would write into the registry to answer.
+    PATCH(folder, SHGetSpecialFolderPathW, 0,
+          [](HWND, LPWSTR path, auto...) -> WINBOOL { return lstrcpyW(path, L"C:\\users\\own") != nullptr; });
     PATCH(install, ImmInstallIMEW, 0,
           [this](LPCWSTR path, LPCWSTR text) { return AsSystem([&] { return InstallIme(path, text); }); });
     PATCH(list, GetKeyboardLayoutList, 0, [this](int count, HKL* layouts) {
@@ -132,8 +147,6 @@ private:
           [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return AsSystem([&] { return Regsvr32(line); }); });
 #undef PATCH
 
-    LSTATUS LoadHive(const wchar_t* name);
-    LSTATUS UnloadHive(const wchar_t* name);
     HKL InstallIme(const wchar_t* path, const wchar_t* text);
     UINT FileName(HKL layout, wchar_t* buffer, UINT units);
     bool Unload(HKL layout);
