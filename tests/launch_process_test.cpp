@@ -39,8 +39,6 @@ TEST(LaunchProcess, FailureAppendsItsTextAndAllAfterIt)
     }
 }
 
-constexpr wchar_t kMailslot[] = L"\\\\.\\mailslot\\tarvo_launch_test";
-
 // The program really runs, in its own folder, and nobody gets between check and start: not with its file, and not with
 // a class of programs, which this shell follows as that of Windows does.
 TEST(LaunchProcess, StartsTheFileThatWasChecked)
@@ -48,7 +46,7 @@ TEST(LaunchProcess, StartsTheFileThatWasChecked)
     SKIP_WITHOUT_TRUST_SCOPE();
     const t_trustScope trust;
     const std::wstring program = SignedModule(L"started.EXE");
-    const t_handle mail = MakeFileHandle(CreateMailslotW(kMailslot, 0, 60000, nullptr));
+    const t_handle mail = MakeFileHandle(CreateMailslotW(L"\\\\.\\mailslot\\tarvo_launch_test", 0, 60000, nullptr));
     const auto tryToExchange = [&] {
         EXPECT_FALSE(CopyFileW(SignedModule(L"unsigned.exe").c_str(), program.c_str(), FALSE));
         EXPECT_FALSE(MoveFileExW(program.c_str(), SignedModule(L"moved.exe").c_str(), MOVEFILE_REPLACE_EXISTING));

@@ -1,5 +1,4 @@
-// What the report stands on and that needs no system call: the list of pending file operations, registered commands,
-// and the code of functions in a file.
+// What the report stands on and that needs no system call: registered commands and the code of functions in a file.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,62 +6,9 @@
 #include <set>
 
 #include "base/image_code.h"
-#include "base/pending_list.h"
 #include "base/shell_command.h"
 
 using namespace std::string_view_literals;
-
-namespace {
-
-// "source>target" of every operation, "source!target" when it replaces.
-std::wstring Operations(std::wstring_view stored)
-{
-    std::wstring text;
-    for (const t_pendingOperation& operation : ReadPendingList(stored)) {
-        text += operation.source + (operation.replaces ? L"!" : L">") + operation.target + L" ";
-    }
-    return text;
-}
-
-} // namespace
-
-TEST(PendingList, ReadsWhatTheSystemWritesAndWhatItDoesNot)
-{
-    const std::pair<std::wstring_view, const wchar_t*> rows[] = {
-        {L""sv, L""},
-        {L"\0"sv, L""},
-        {L"\\??\\C:\\a\0\0\0"sv, L"C:\\a> "},
-        {L"\\??\\C:\\a\0\0\\??\\C:\\b\0!\\??\\C:\\c\0\0"sv, L"C:\\a> C:\\b!C:\\c "},
-        {L"*1\\??\\C:\\a\0\\??\\C:\\b\0\0"sv, L"C:\\a>C:\\b "},
-        {L"\\??\\UNC\\server\\a\0\0\0"sv, L"\\\\server\\a> "},
-        {L"\0\\??\\C:\\x\0\\??\\C:\\a\0\0\0"sv, L"C:\\a> "}, // a pair without a source
-        {L"\\??\\C:\\a"sv, L"C:\\a> "},                      // no terminator at all
-        {L"\\??\\C:\\a\0!"sv, L"C:\\a! "},
-        {L"*12"sv, L"> "},
-    };
-    for (const auto& [stored, expected] : rows) {
-        EXPECT_EQ(expected, Operations(stored));
-    }
-}
-
-TEST(PendingList, TakesOutWhatConcernsAPathAndNothingElse)
-{
-    constexpr auto kStored = L"\\??\\C:\\Tarvo\\A.ime\0\0*2\\??\\C:\\other\0!\\??\\c:\\TARVO\0\\??\\C:\\Tarvo2\0\0\0"sv,
-                   kNoSource = L"\0\\??\\C:\\a\0\0"sv;
-    const std::tuple<std::wstring_view, const wchar_t*, std::size_t, std::wstring_view> rows[] = {
-        {kStored, L"C:\\tarvo\\a.ime", 1, L"*2\\??\\C:\\other\0!\\??\\c:\\TARVO\0\\??\\C:\\Tarvo2\0\0\0"sv},
-        {kStored, L"C:\\Tarvo", 2, L"\\??\\C:\\Tarvo2\0\0\0"sv},
-        {kStored, L"C:\\", 0, kStored},
-        {kStored, L"C:\\Tarvo\\A.im", 0, kStored},
-        {kNoSource, L"C:\\a", 0, kNoSource},
-        {L"\\??\\C:\\a\0\0\0"sv, L"C:\\a", 1, L""}, // no empty list stays
-    };
-    for (const auto& [stored, path, removed, rest] : rows) {
-        std::size_t count = 99;
-        EXPECT_EQ(rest, RemoveFromPendingList(stored, path, count)) << path;
-        EXPECT_EQ(removed, count);
-    }
-}
 
 TEST(ShellCommand, SplitsAsTheShellDoesAndRefusesTheRest)
 {
@@ -161,26 +107,9 @@ TEST(ImageFile, FindsFunctionsAndRelocatesTheirCode)
                                         {0x10, 0}}) {
         EXPECT_EQ(size, image.ReadFunction(address, kPreferred).size()) << address;
     }
-}
-
-TEST(ImageFile, SurvivesEveryCutAndEveryWrongByte)
-{
-    const t_bytes built = BuildImage();
-    const auto use = [](const t_bytes& bytes) {
-        const t_imageFile image(bytes);
-        EXPECT_LE(image.ReadFunction(image.FindFunction("Known"), 1).size(), t_imageFile::kMaxFunctionBytes);
-        return image.IsValid();
-    };
-    for (std::size_t at = 0; at < built.size(); ++at) {
-        use(t_bytes(built.data(), built.data() + at));
-        for (const int wrong : {0x00, 0x01, 0x7F, 0xFF, built[at] ^ 1}) {
-            t_bytes changed = built;
-            changed[at] = static_cast<std::uint8_t>(wrong);
-            const bool isMark = at == 0 || at == 0x80 || at == 0x84 || at == 0x98;
-            const bool isValid = use(changed);
-            if (isMark && changed != built) {
-                EXPECT_FALSE(isValid) << at;
-            }
-        }
+    for (const std::size_t mark : {0u, 0x80u, 0x84u, 0x98u}) {
+        t_bytes changed = built;
+        changed[mark] ^= 1;
+        EXPECT_FALSE(t_imageFile(changed).IsValid()) << mark;
     }
 }

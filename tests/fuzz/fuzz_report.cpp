@@ -7,23 +7,6 @@
 #include "report/utf8.h"
 #include "tests/fuzz/fuzz_input.h"
 
-namespace {
-
-void ReadPending(const t_str& stored)
-{
-    std::size_t removed = 0;
-    const t_pendingOperations operations = ReadPendingList(stored);
-    for (const t_pendingOperation& operation : operations) {
-        if (operation.source.empty()) {
-            continue;
-        }
-        const std::wstring rest = RemoveFromPendingList(stored, operation.source, removed);
-        Check(removed > 0 && ReadPendingList(rest).size() + removed == operations.size());
-    }
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     if (size == 0) {
@@ -39,7 +22,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Check(image.IsValid() || address == 0);
         Check(image.ReadFunction(address, 0x7FF612340000).size() <= t_imageFile::kMaxFunctionBytes);
     } else if (*data == 'p') {
-        ReadPending(text);
+        const t_pendingOperations operations = ReadPendingList(text);
+        for (const t_pendingOperation& operation : operations) {
+            std::size_t removed = 0;
+            const std::wstring rest = RemoveFromPendingList(text, operation.source, removed);
+            Check(ReadPendingList(rest).size() + removed == operations.size());
+            Check(removed > 0 || operation.source.empty());
+        }
     } else if (*data == 's' && SplitShellCommand(text, exists, command)) {
         Check(command.program.size() > 6 && command.program[1] == L':' && command.program.size() < 260);
         Check(command.program.size() + command.arguments.size() <= text.size() + 4); // ".exe" may have been added

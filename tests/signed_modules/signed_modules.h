@@ -30,7 +30,7 @@ inline std::wstring SignedModule(const std::wstring& name)
     }
 
 // Makes the throw-away authority a trusted one for the life of a test. The current user's root certificates lie in the
-// scratch registry; the machine's are left alone, and the product is given a store in memory in their place.
+// scratch registry; the machine's are left alone, and the product is given the user's in their place.
 class t_trustScope
 {
 public:
@@ -42,30 +42,19 @@ public:
                          : lookup.Original(module, name);
           })
     {
-        CertCloseStore(
-            AddAuthority(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"Root")), 0);
+        std::ifstream file(SignedModule(L"trusted.der").c_str(), std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+        EXPECT_TRUE(CertAddEncodedCertificateToSystemStoreW(L"Root", reinterpret_cast<const BYTE*>(bytes.data()),
+                                                            static_cast<DWORD>(bytes.size())));
     }
 
 private:
-    static HCERTSTORE AddAuthority(HCERTSTORE store)
-    {
-        std::ifstream file(SignedModule(L"trusted.der").c_str(), std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-        EXPECT_TRUE(CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING,
-                                                     reinterpret_cast<const BYTE*>(bytes.data()),
-                                                     static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, nullptr));
-        return store;
-    }
-
     static HCERTSTORE WINAPI OpenMachineRoots(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGACY cryptProvider,
                                               DWORD flags, const void* name)
     {
         EXPECT_EQ(flags & CERT_SYSTEM_STORE_LOCATION_MASK, CERT_SYSTEM_STORE_LOCAL_MACHINE);
-        EXPECT_STREQ(static_cast<const wchar_t*>(name), L"Root");
-        const HCERTSTORE real = CertOpenStore(provider, encoding, cryptProvider, flags, name);
-        EXPECT_NE(real, nullptr);
-        CertCloseStore(real, 0);
-        return AddAuthority(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+        const DWORD ofUser = (flags & ~CERT_SYSTEM_STORE_LOCATION_MASK) | CERT_SYSTEM_STORE_CURRENT_USER;
+        return CertOpenStore(provider, encoding, cryptProvider, ofUser, name);
     }
 
     t_scratchRegistry registry{HKEY_CURRENT_USER};
