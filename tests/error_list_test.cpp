@@ -56,7 +56,7 @@ TEST_F(ErrorList, IsOpenedBySecondProcessAndSurvivesItsDeath)
         ASSERT_TRUE(list.Open(errors)) << Entries(errors);
         ASSERT_TRUE(list.Add(errors, L"first", false)) << "there already the second time";
     }
-    EXPECT_TRUE(t_childProcess("ErrorList.DISABLED_OpensAndDiesWriting").Passed());
+    EXPECT_TRUE(PassesAlone("ErrorList.DISABLED_OpensAndDiesWriting"));
     EXPECT_TRUE(list.Add(errors, L"second", true));
     for (const auto& expected : {std::tuple(L"first", false), {L"second", true}, {L"", false}}) {
         EXPECT_TRUE(list.ReadNext(errors, text, flag));

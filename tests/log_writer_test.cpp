@@ -278,8 +278,8 @@ TEST_F(LogWriter, DISABLED_WritesIntoTheUserDirectory)
 
 TEST_F(LogWriter, FindsTheUserDirectoryOnce)
 {
-    EXPECT_TRUE(t_childProcess("LogWriter.DISABLED_RemembersThatThereIsNone").Passed());
-    EXPECT_TRUE(t_childProcess("LogWriter.DISABLED_WritesIntoTheUserDirectory").Passed());
+    EXPECT_TRUE(PassesAlone("LogWriter.DISABLED_RemembersThatThereIsNone"));
+    EXPECT_TRUE(PassesAlone("LogWriter.DISABLED_WritesIntoTheUserDirectory"));
 }
 
 } // namespace
