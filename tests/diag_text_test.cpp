@@ -15,19 +15,11 @@ TEST(FormatTime, FollowsThePattern)
 {
     std::tm time{};
     time.tm_year = 123, time.tm_mon = 3, time.tm_mday = 8, time.tm_wday = 6, time.tm_min = 3, time.tm_sec = 27;
-    const std::pair<const wchar_t*, const wchar_t*> rows[] = {{L"%Y-%M-%D(%W) %h:%m:%s", L"2023-04-08(6) 00:03:27"},
-                                                              {L"%Y%q%M", L"2023"},
-                                                              {L"100%% 时", L"100% 时"},
-                                                              {L"%D%", L"08"},
-                                                              {L"", L""}};
-    for (const auto& [pattern, expected] : rows) {
-        t_str text;
-        FormatTime(text, time, pattern);
-        EXPECT_EQ(expected, text);
-    }
     t_str text = L"kept,";
-    FormatTime(text, std::time_t{1681819407}, L"%Y");
-    EXPECT_EQ(L"kept,2023", text);
+    FormatTime(text, time, L"%Y-%M-%D(%W) %h:%m:%s 100%% 时%");
+    EXPECT_EQ(L"kept,2023-04-08(6) 00:03:27 100% 时", text);
+    FormatTime(text = L"", std::time_t{1681819407}, L"%Y%q%M");
+    EXPECT_EQ(L"2023", text);
     FormatTime(text, std::numeric_limits<std::time_t>::max(), L"%Y");
     EXPECT_EQ(L"", text);
 }
