@@ -106,17 +106,14 @@ TEST(Singleton, IsMadeOnceOnFirstUseAndAgainAfterDestruction)
 {
     t_singletonRegistry& registry = t_singletonRegistry::Process();
     EXPECT_EQ(nullptr, registry.Find("test_inner"));
-    t_inner* seen[8] = {};
     {
-        std::vector<std::jthread> threads;
-        for (t_inner*& instance : seen) {
-            threads.emplace_back([&instance] { instance = ImmSingleton<t_inner>::Instance(); });
+        std::jthread threads[8];
+        for (std::jthread& thread : threads) {
+            thread = std::jthread([] { EXPECT_NE(nullptr, ImmSingleton<t_inner>::Instance()); });
         }
     }
+    EXPECT_EQ(ImmSingleton<t_inner>::Instance(), ImmSingleton<t_outer>::Instance()->inner);
     EXPECT_EQ(1, made);
-    for (const t_inner* const instance : seen) {
-        EXPECT_EQ(instance, ImmSingleton<t_outer>::Instance()->inner);
-    }
     EXPECT_NE(nullptr, registry.Find(std::string("test_inner").c_str())); // by its text, wherever that lies
     registry.DestroyAll();
     EXPECT_EQ(0, made);

@@ -28,10 +28,7 @@ constexpr auto kDone = t_errorListResult::done;
 
 struct ErrorListLayout : testing::Test
 {
-    explicit ErrorListLayout(std::size_t bytes = t_errorListLayout::kBytes) : area(bytes), list(area)
-    {
-        list.InitialiseIfNew();
-    }
+    ErrorListLayout() { list.InitialiseIfNew(); }
 
     std::wstring Next()
     {
@@ -47,8 +44,8 @@ struct ErrorListLayout : testing::Test
         return found;
     }
 
-    std::vector<std::byte> area;
-    t_errorListLayout list;
+    std::vector<std::byte> area = std::vector<std::byte>(t_errorListLayout::kBytes);
+    t_errorListLayout list{area};
 };
 
 TEST_F(ErrorListLayout, StoresEntriesBackToBack)
@@ -100,13 +97,12 @@ TEST_F(ErrorListLayout, HoldsExactlyItsCapacity)
     EXPECT_EQ(t_errorListResult::full, list.Add(L"", true)); // space is never given back
 }
 
-struct DamagedErrorList : ErrorListLayout
+TEST(DamagedErrorList, IsRefusedAndLeftAlone)
 {
-    DamagedErrorList() : ErrorListLayout(32) { EXPECT_EQ(kDone, list.Add(L"abcd", false)); } // ends at byte 24 of 32
-};
-
-TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
-{
+    std::vector<std::byte> area(32);
+    t_errorListLayout list(area);
+    list.InitialiseIfNew();
+    EXPECT_EQ(kDone, list.Add(L"abcd", false)); // ends at byte 24
     // A unit and its value, and whether MarkAllRead may pass, which need not look at every string.
     const std::tuple<std::size_t, std::uint16_t, bool> rows[] = {
         {0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},

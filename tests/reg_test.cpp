@@ -233,16 +233,12 @@ TEST_F(Reg, DeniedDeleteHasAccessToThatKeyAloneUntilItIsEmpty)
 
 TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
 {
-    LUID take{}, restore{};
-    ASSERT_TRUE(LookupPrivilegeValueW(nullptr, L"SeTakeOwnershipPrivilege", &take));
-    ASSERT_TRUE(LookupPrivilegeValueW(nullptr, L"SeRestorePrivilege", &restore));
     OpenKey(user, L"k");
     // What is tried: d(elete), r(ead), o(wner), a(ccess list) with the number of its entries and "p" where it is
-    // protected; the first owner and list in capitals; "!" where it is denied; "t(" and "r(" where a privilege begins.
-    const std::tuple<bool, bool, const wchar_t*> rows[] = {{true, false, L" d r a1! t( o a1 ) d r( O ) A0"},
-                                                           {true, true, L" d r a1! t( o a1 ) d r( O ) A0p"},
-                                                           {false, true, L" d r! t( o r a1 ) d A0p"}};
-    for (const auto& [readable, isProtected, expected] : rows) {
+    // protected; the first owner and list in capitals; "!" where it is denied; "T(" and "R(" where the privilege to
+    // take or to restore begins.
+    for (const auto& [readable, expected] :
+         {std::pair(true, L" d r a1! T( o a1 ) d R( O ) A0"), {false, L" d r! T( o r a1 ) d A0p"}}) {
         t_str steps;
         bool owned = false;
         SID owner{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}};
@@ -251,16 +247,17 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
             steps << L" d";
             return LSTATUS{ERROR_ACCESS_DENIED};
         });
+        REPLACE(find, LookupPrivilegeValueW, [](LPCWSTR, LPCWSTR name, LUID* privilege) {
+            privilege->LowPart = name[2];
+            return name == std::wstring(L"SeTakeOwnershipPrivilege") || name == std::wstring(L"SeRestorePrivilege");
+        });
         REPLACE(adjust, AdjustTokenPrivileges, [&](auto, auto, auto* next, auto, auto* former, auto...) {
             const auto& [luid, attributes] = next->Privileges[0];
             if (former != nullptr) {
                 (*former = *next).Privileges[0].Attributes = 0;
                 EXPECT_EQ(DWORD{SE_PRIVILEGE_ENABLED}, attributes);
             }
-            steps << (attributes == 0                   ? L" )"
-                      : luid.LowPart == take.LowPart    ? L" t("
-                      : luid.LowPart == restore.LowPart ? L" r("
-                                                        : L"?");
+            attributes == 0 ? steps << L" )" : steps.AppendFormat(L" %c(", luid.LowPart);
             return TRUE;
         });
         REPLACE(get, GetNamedSecurityInfoW,
@@ -274,7 +271,7 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
                     *readList = &list;
                     *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
                     InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
-                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, isProtected ? SE_DACL_PROTECTED : 0);
+                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, readable ? 0 : SE_DACL_PROTECTED);
                     return DWORD{ERROR_SUCCESS};
                 });
         REPLACE(set, SetNamedSecurityInfoW, [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {
