@@ -50,10 +50,14 @@ TEST(ConfigText, FindsAndSetsValues)
 TEST(ConfigEncoding, DecodesMarkedAndUnmarkedText)
 {
     std::wstring decoded;
-    EXPECT_EQ(t_decoded::text, DecodeText("\xFF\xFEk\0\x2D\x4E\0\xD8"sv, decoded));
-    EXPECT_EQ(L"k中\xD800", decoded);
-    EXPECT_EQ(t_decoded::text, DecodeText("k\xC2\x80\xF0\x90\x80\x81\xF4\x8F\xBF\xBF", decoded));
-    EXPECT_EQ(L"k\x80\xD800\xDC01\xDBFF\xDFFF", decoded);
+    for (const auto& [bytes, text] :
+         {std::pair("\xFF\xFEk\0\x2D\x4E\0\xD8"sv, L"k中\xD800"),
+          {"\xFE\xFF\0k\x4E\x2D"sv, L"k中"},
+          {"\xEF\xBB\xBFk\xE4\xB8\xAD"sv, L"k中"},
+          {"k\xC2\x80\xF0\x90\x80\x81\xF4\x8F\xBF\xBF"sv, L"k\x80\xD800\xDC01\xDBFF\xDFFF"}}) {
+        EXPECT_EQ(t_decoded::text, DecodeText(bytes, decoded));
+        EXPECT_EQ(text, decoded);
+    }
     for (const std::string_view bytes : {"\xFF\xFEk"sv, "\xFE\xFF\0k\x4E"sv, "\xEF\xBB\xBF\xD6\xD0"sv}) {
         EXPECT_EQ(t_decoded::notText, DecodeText(bytes, decoded));
     }

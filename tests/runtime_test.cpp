@@ -45,6 +45,8 @@ struct Runtime : testing::Test
         knownFolder = directory.Path();
         ReadModulePath(nullptr, programDirectory);
         programDirectory.CutLastComponent();
+        WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
+        WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", directory.Path());
     }
 
     bool Initialise(t_runtime& which, std::uint32_t mode = 0)
@@ -67,8 +69,6 @@ struct Runtime : testing::Test
 TEST_F(Runtime, FillsEveryFieldOnce)
 {
     const std::wstring install = directory.Path();
-    WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
-    WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", install);
     directory.Write(
         L"Data\\runtime.ini",
         "[setting]\ncnt=2\n[item0]\nprocess=other.exe\n[item1]\nprocess=Outlook.EXE\ntype=5\n[switch]\nsapi=3\n");
@@ -164,7 +164,6 @@ TEST_F(Runtime, DISABLED_MeasuresWhatIsSwitchedOn)
     }
     EXPECT_EQ(DWORD{ERROR_GEN_FAILURE}, GetLastError());
     RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", directory.Path());
     directory.Write(L"Data\\runtime.ini", "[setting]\ncnt=1\n[item0]\nprocess=x");
     t_mutex mutex;
     EXPECT_TRUE(Initialise(runtime, 3));
@@ -240,8 +239,6 @@ TEST_F(Runtime, VersionTexts)
 
 TEST_F(Runtime, AFailedStepStopsNothingAndMayBeRepeated)
 {
-    WriteText(HKEY_LOCAL_MACHINE, kKey, L"Version", L"8.5.0.1234");
-    WriteText(HKEY_LOCAL_MACHINE, kKey, L"InstallPath", directory.Path());
     const std::wstring failures[] = {L"查找系统临时目录出错:5", L"系统错误-2147467259|SHGetFolderPath失败: 26",
                                      L"无法解析ini文件", L"调用GetModuleFileName()失败"};
     int step = 0;
