@@ -43,14 +43,12 @@ TEST(ErrorChain, DiscardingOneKeepsOnlyTheFlag)
     EXPECT_EQ(std::tuple(true, true, false), std::tuple(chain.HasFailed(), chain.IsEmpty(), chain.KeepsEntries()));
 }
 
-TEST(ErrorChain, TabbedFormHasItsTabsWithoutEntriesToo)
+TEST(ErrorChain, TabbedFormHasItsTabsWithoutANameToo)
 {
     t_errorChain chain;
-    for (const wchar_t* const expected : {L"time\t\t\t", L"time\tone\t\t"}) {
-        t_str text = L"time\t";
-        JoinTabbed(chain, text, nullptr);
-        EXPECT_EQ(expected, text);
-        EXPECT_FALSE(chain.HasFailed());
-        chain.Fail(L"one");
-    }
+    t_str text = L"time\t";
+    chain.Fail(L"one");
+    JoinTabbed(chain, text, nullptr);
+    EXPECT_EQ(L"time\tone\t\t", text);
+    EXPECT_FALSE(chain.HasFailed());
 }

@@ -202,9 +202,9 @@ TEST_F(LogFile, LiesInTheFolderThatWasAskedFor)
     }
 }
 
-TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
+TEST_F(LogFile, IsNoLinkNorHasASecondNameButMayBeStoredInAnotherForm)
 {
-    constexpr int kFile = 0, kInFolder = 1, kExchanged = 2;
+    constexpr int kFile = 0, kInFolder = 1, kExchanged = 2, kSecondName = 3;
     int place = kFile;
     const std::tuple<int, DWORD, t_outcome> rows[] = {{kFile, 0xA000000C, leftAlone}, // symbolic link
                                                       {kFile, 0x80000013, written},   // deduplicated
@@ -212,7 +212,8 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
                                                       {kFile, 0, leftAlone},          // of a kind that cannot be asked
                                                       {kInFolder, 0xA0000003, neverMade}, // mount point
                                                       {kInFolder, 0x9000101A, written},
-                                                      {kExchanged, 0x80000013, leftAlone}};
+                                                      {kExchanged, 0x80000013, leftAlone},
+                                                      {kSecondName, 0x80000013, leftAlone}};
     DWORD flags = 0, identity = 0;
     REPLACE(create, CreateFileW, [&](auto... asked) {
         flags = std::get<5>(std::tuple(asked...));
@@ -223,6 +224,7 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
         const bool isFolder = (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         info->dwFileAttributes |= isFolder == (place == kInFolder) ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
         info->nFileIndexLow += place == kExchanged ? ++identity : 0;
+        info->nNumberOfLinks += place == kSecondName ? 1 : 0;
         return answered;
     });
     for (const auto& [where, tag, outcome] : rows) {
@@ -235,14 +237,6 @@ TEST_F(LogFile, IsNoLinkButMayBeStoredInAnotherForm)
     place = kFile, reparseTag = 0x80000013;
     lookUp.answers["GetFileInformationByHandleEx"] = nullptr;
     EXPECT_EQ(leftAlone, LogIn(folder));
-}
-
-TEST_F(LogFile, WithASecondNameIsLeftAlone)
-{
-    directory.Write(L"other", "owner's");
-    ASSERT_TRUE(CreateHardLinkW(directory.Path(L"error.log").c_str(), directory.Path(L"other").c_str(), nullptr));
-    EXPECT_EQ("owner's", Log());
-    EXPECT_TRUE(relaxed.empty());
 }
 
 TEST_F(LogFile, OfABareDriveLiesInItsRoot)
