@@ -19,8 +19,6 @@ TEST(ConfigText, ReadsAndWritesLineByLine)
         {L"[ \tgeneral \r]rest]\r\n \tk = a = b \t\r\n = nameless\r\n;c", L"[general]\r\nk=a = b\r\n;c\r\n"},
         {L"lost=1\r\n[open\r\nlost=2\r\n[ ]\r\n[]\r\nlost=3\r\n[", L""},
         {L"[One]\r\nk=1\r\n[b]\r\n[open\r\n[oNE]\r\nK=2\r\nk=1", L"[One]\r\nk=1\r\nK=2\r\nk=1\r\n\r\n[b]\r\n"},
-        // An indented line is a key, and must be one again when it is read the next time.
-        {L"[a]\r\n ;c=d\r\n\t[b]=c\r\n [lost]\r\n ;lost\r\nk=v", L"[a]\r\n ;c=d\r\n [b]=c\r\nk=v\r\n"},
         {L"[a]\r\n\0lost=1\r\n \0k=1\r\nx\0y=\0"sv, L"[a]\r\n \0k=1\r\nx\0y=\0\r\n"sv}};
     t_configText text;
     for (const auto& [read, written] : cases) {
