@@ -29,6 +29,7 @@ const std::set<std::string_view> kSpareable = {
     "OpenProcessToken",      "RegFlushKey",        "ProcessIdToSessionId",
     "SetDllDirectoryW",      "WaitForSingleObject"};
 
+constexpr wchar_t kSecondClassic[] = L"layout e0220804"; // of two
 constexpr wchar_t kHidden[] = L"own\\SoftWare\\Microsoft\\CTF\\HiddenDummyLayouts";
 
 // Whether a key may be changed or deleted at all.
@@ -40,9 +41,7 @@ bool IsPlaceOfActions(const std::wstring& path)
                                           L"\\keyboard layouts\\e022",
                                           L"\\keyboard layouts\\e023",
                                           L"\\hiddendummylayouts",
-                                          L"\\{7c2b4e10-",
-                                          L"\\default_user",
-                                          L"\\file of the default profile"};
+                                          L"\\{7c2b4e10-"};
     return std::any_of(std::begin(kPlaces), std::end(kPlaces),
                        [folded = FoldCase(path)](const wchar_t* place) { return folded.find(place) != folded.npos; });
 }
@@ -130,6 +129,35 @@ protected:
             }
             risksSeen.insert(sweep.FailedFirst());
         }
+        if (sweep.FailsEveryLater() && std::exchange(killed, after) != after) {
+            CheckCompletion();
+        }
+    }
+
+    // The next run does what a killed one left undone, but for a list that was not made anew and for the default
+    // profile: a hive that is still loaded cannot be loaded again before a restart.
+    void CheckCompletion()
+    {
+        machine.RunAction([] { wWinMain(nullptr, nullptr, nullptr, 0); });
+        t_machineState expected = undisturbed, completed = machine.State();
+        const bool isStillLoaded = completed.erase(L"default_user loaded") != 0;
+        for (auto& [name, entries] : completed) {
+            const bool isList =
+                name == L"sort order" || std::ranges::find(kListedHives, name) != std::end(kListedHives);
+            if (!isList) {
+                continue;
+            }
+            for (auto* const list : {&entries, &expected.at(name)}) {
+                std::erase_if(*list, [](const std::wstring& entry) { return entry <= L"e0200804"; });
+            }
+            if (entries == std::vector<std::wstring>{L"no key"} || (isStillLoaded && name == L"default")) {
+                entries = expected.at(name);
+            }
+        }
+        if (!completed.contains(kSecondClassic)) {
+            expected.erase(kSecondClassic); // a run takes out one
+        }
+        EXPECT_EQ(expected, completed);
     }
 
     static void TearDownTestSuite()
@@ -144,7 +172,7 @@ protected:
 
     t_simulatedMachine machine;
     std::wstring commandLine;
-    t_machineState undisturbed;
+    t_machineState undisturbed, killed;
     int boxes = 0, hivesLoaded = 0;
     std::map<DWORD, DWORD> privileges;
     static inline int sweeps = 0;

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <sddl.h>
 #include <shlwapi.h>
 
 #include "app/dispatcher.h"
 #include "base/ascii_case.h"
 #include "base/path.h"
+#include "base/session.h"
 #include "base/singleton.h"
 #include "imereg/layout_handle.h"
 #include "tests/machine_model.h"
@@ -16,10 +16,7 @@ namespace {
 
 const std::wstring kSortOrder = L"\\" + n_model::kSortOrder + L"\\{34745C63}";
 const std::wstring kTextService = n_model::kTip + L"\\{7C2B4E10-5D3A-4F86-9B1C-2E60A4D7F305}";
-constexpr wchar_t kHiveFile[] = L"file of the default profile";
 constexpr wchar_t kKept[] = L"kept\\";
-constexpr wchar_t kDefaultUser[] = L"default_user";
-constexpr const wchar_t* kAccounts[] = {L".DEFAULT", L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
 // The name of a predefined key in the scratch registry.
 std::wstring RootName(HKEY root)
@@ -27,28 +24,11 @@ std::wstring RootName(HKEY root)
     return FormatStr(L"%08x", static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root)));
 }
 
-void WriteList(const std::wstring& hive, std::initializer_list<const wchar_t*> klids)
-{
-    int position = 0;
-    for (const wchar_t* const klid : klids) {
-        WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", ++position).c_str(), klid);
-    }
-}
-
 t_storedKey ReadMachineKey(const std::wstring& path)
 {
     t_keyHandle key;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Put());
     return ReadTree(key.Get()); // empty without a key
-}
-
-// Copies a hive between its file and the place where it is loaded.
-void CopyHive(const wchar_t* from, const wchar_t* to)
-{
-    t_keyHandle source;
-    RegOpenKeyExW(HKEY_USERS, from, 0, KEY_READ, source.Put());
-    SHDeleteKeyW(HKEY_USERS, to);
-    SHCopyKeyW(source.Get(), nullptr, MakeKey(HKEY_USERS, to).Get(), 0);
 }
 
 } // namespace
@@ -61,23 +41,22 @@ std::wstring LayoutPath(std::uint32_t klid)
 t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor)
 {
     // The session's user is Wine's only one; the hive that the installer runs with is another.
-    t_handle token;
-    BYTE user[256];
-    DWORD size = 0;
-    wchar_t* text = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put());
-    GetTokenInformation(token.Get(), TokenUser, user, sizeof(user), &size);
-    ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user)->User.Sid, &text);
-    userSid = text;
-    LocalFree(text);
+    t_errorChain errors;
+    t_session session;
+    EXPECT_TRUE(ReadCurrentSession(errors, session));
+    userSid = session.userSid;
 
     AddLayout(0xE0010804, L"IMSCDEMO.IME", false);
     AddLayout(0xE0200804, L"DEMOWB.IME", false);
-    WriteList(userSid, {L"E0010804", L"00000804", L"e0200804"});
-    WriteList(L"own", {L"00000804", L"E0210804"});
-    WriteList(kHiveFile, {L"00000804"});
-    for (const wchar_t* const account : kAccounts) {
-        WriteList(account, {L"00000804", L"E0210804", L"00000409"});
+    constexpr const wchar_t *kOthers[] = {L"E0010804", L"00000804", L"e0200804"},
+                            *kWithProduct[] = {L"00000409", L"00000804", L"E0210804"};
+    for (const std::wstring name : kListedHives) {
+        const bool isUser = name == L"user", isDefault = name == L"default";
+        const std::wstring hive = isUser ? userSid : isDefault ? kHiveFile : name;
+        for (int i = 0; i < 3; ++i) {
+            WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", i + 1).c_str(),
+                      isUser || isDefault ? kOthers[i] : kWithProduct[i]);
+        }
     }
     const DWORD chinese = 0x0804;
     WriteRaw(HKEY_USERS, userSid + kSortOrder + L"\\00000000", L"KeyboardLayout", REG_DWORD, &chinese, 4);
@@ -104,6 +83,7 @@ void t_simulatedMachine::Keep()
 
 void t_simulatedMachine::Restore()
 {
+    loadedHive.reset();
     for (const std::wstring& path : touched) {
         const HKEY root = path.starts_with(RootName(HKEY_USERS)) ? HKEY_USERS : HKEY_LOCAL_MACHINE;
         const std::wstring below = path.substr(RootName(root).size() + 1);
@@ -117,44 +97,24 @@ void t_simulatedMachine::Restore()
     touched.clear();
 }
 
-bool t_simulatedMachine::Run(const wchar_t* option, std::size_t killAfter, t_actionMode mode)
+void t_simulatedMachine::Run(const wchar_t* option, t_actionMode mode)
 {
-    return RunAction(
-        [&] {
-            std::wstring program = L"TarvoLayout.exe", text = option;
-            wchar_t* arguments[] = {program.data(), text.data()};
-            t_errorChain errors;
-            EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
-            EXPECT_TRUE(errors.IsEmpty());
-        },
-        killAfter);
+    RunAction([&] {
+        std::wstring program = L"TarvoLayout.exe", text = option;
+        wchar_t* arguments[] = {program.data(), text.data()};
+        t_errorChain errors;
+        EXPECT_TRUE(ParseAndDispatch(errors, arguments, text.empty() ? 1 : 2, &mode));
+        EXPECT_TRUE(errors.IsEmpty());
+    });
 }
 
-bool t_simulatedMachine::RunAction(const std::function<void()>& action, std::size_t killAfter)
+void t_simulatedMachine::RunAction(const std::function<void()>& action)
 {
-    changes = 0;
     steps.clear();
-    killPoint = killAfter;
-    counting = true;
-    bool ended = true;
-    try {
-        action();
-    } catch (const t_killed&) {
-        ended = false;
-    }
-    counting = false;
+    inAction = true;
+    action();
+    inAction = false;
     t_singletonRegistry::Process().DestroyAll();
-    return ended;
-}
-
-void t_simulatedMachine::Changed()
-{
-    if (!counting) {
-        return;
-    }
-    if (++changes == killPoint) {
-        throw t_killed();
-    }
 }
 
 void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
@@ -165,34 +125,8 @@ void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
     touched.insert(path.substr(begin + 1) + (*name != L'\0' ? L"\\" : L"") + name);
 }
 
-LSTATUS t_simulatedMachine::LoadHive(const wchar_t* name)
-{
-    counting = false;
-    if (KeyExists(HKEY_USERS, name)) {
-        counting = true;
-        return ERROR_SHARING_VIOLATION;
-    }
-    Touch(HKEY_USERS, name);
-    Touch(HKEY_USERS, kHiveFile);
-    CopyHive(kHiveFile, name);
-    counting = true;
-    Changed();
-    return ERROR_SUCCESS;
-}
-
-LSTATUS t_simulatedMachine::UnloadHive(const wchar_t* name)
-{
-    counting = false;
-    CopyHive(name, kHiveFile);
-    SHDeleteKeyW(HKEY_USERS, name);
-    counting = true;
-    Changed();
-    return ERROR_SUCCESS;
-}
-
 HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 {
-    counting = false;
     std::uint32_t klid = 0xE0200804;
     while (KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
         klid += 0x10000;
@@ -201,8 +135,6 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
     AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
     WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
     steps += std::wstring(L"install ") + text + L"; ";
-    counting = true;
-    Changed();
     return loaded.back();
 }
 
@@ -217,13 +149,11 @@ bool t_simulatedMachine::Unload(HKL layout)
 {
     const bool known = std::erase(loaded, layout) != 0;
     steps += FormatStr(L"unload %I64x; ", reinterpret_cast<std::int64_t>(layout));
-    Changed();
     return known;
 }
 
 bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 {
-    counting = false;
     Touch(HKEY_LOCAL_MACHINE, kTextService.c_str());
     const std::wstring_view parameters = commandLine.substr(commandLine.find(L"/s"));
     const std::wstring switches(parameters.substr(0, parameters.find(L':') - 1));
@@ -233,8 +163,6 @@ bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
     } else {
         SHDeleteKeyW(HKEY_LOCAL_MACHINE, kTextService.c_str());
     }
-    counting = true;
-    Changed();
     return true;
 }
 
@@ -248,8 +176,8 @@ t_machineState t_simulatedMachine::State() const
         }
     }
     for (const t_storedKey& hive : users.keys) {
-        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == kDefaultUser;
-        if (isFile && users.Key(kDefaultUser) != nullptr) {
+        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == L"default_user";
+        if (isFile && users.Key(L"default_user") != nullptr) {
             state[L"default_user loaded"];
             continue;
         }

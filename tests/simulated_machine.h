@@ -4,11 +4,13 @@
 
 #include <imm.h>
 #include <shellapi.h>
+#include <shlobj.h>
 #include <wtsapi32.h>
 
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -26,11 +28,6 @@ constexpr const wchar_t* kListedHives[] = {L"user",     L"own",      L"default",
 
 // The path of a layout's key below HKEY_LOCAL_MACHINE.
 std::wstring LayoutPath(std::uint32_t klid);
-
-// Thrown out of the middle of an action in place of the process's end: owners give back what the system would.
-struct t_killed
-{
-};
 
 // A Windows machine for whole actions: a registry of its own, a session with a user who is not the one the installer
 // runs as, the default profile's hive file, the input-method manager and a regsvr32 that works at once. It begins with
@@ -51,14 +48,12 @@ public:
     void Restore();
 
     // Runs one command line as a process of its own would.
-    //   option     none when it is empty
-    //   killAfter  number of changing calls after which the action is killed; 0 lets it end
-    //   mode       the mode without options
-    // Returns false when it was killed.
-    bool Run(const wchar_t* option, std::size_t killAfter = 0, t_actionMode mode = t_actionMode::Install);
+    //   option  none when it is empty
+    //   mode    the mode without options
+    void Run(const wchar_t* option, t_actionMode mode = t_actionMode::Install);
 
     // Runs an action of the caller's own like that.
-    bool RunAction(const std::function<void()>& action, std::size_t killAfter = 0);
+    void RunAction(const std::function<void()>& action);
 
     // The keys that actions have changed or deleted since the machine was kept, as paths below the one that stands for
     // all predefined keys: "80000002\\System\\…".
@@ -72,24 +67,22 @@ public:
 
     t_machineState State() const;
 
-    // The number of changing calls that the last run made.
-    std::size_t Changes() const { return changes; }
-
 private:
-    void Changed();
-    // Makes a changing call on a key, or on what it names below the key.
-    template <class Call>
-    LSTATUS Change(HKEY key, const wchar_t* name, Call call)
-    {
-        if (counting) {
-            Touch(key, name);
-        }
-        const LSTATUS result = call();
-        Changed();
-        return result;
-    }
+    static constexpr wchar_t kHiveFile[] = L"file of the default profile";
+
     // Notes that a key, or what is named below it, is not what it was.
     void Touch(HKEY key, const wchar_t* name);
+    // The same for what an action does, which the machine's own calls are not.
+    void TouchInAction(HKEY key, const wchar_t* name) { inAction ? Touch(key, name) : void(); }
+    // Does what the system does when an action asks for it.
+    template <class Work>
+    std::invoke_result_t<Work> AsSystem(Work work)
+    {
+        inAction = false;
+        const auto result = work();
+        inAction = true;
+        return result;
+    }
 
     t_scratchRegistry registry;
     t_fakeOsVersion os;
@@ -97,11 +90,10 @@ private:
     std::vector<HKL> loaded;
     std::vector<HKL> keptLoaded;
     std::set<std::wstring> touched;
-    std::size_t changes = 0;
-    std::size_t killPoint = 0;
     std::wstring steps;
     bool refuse = false;
-    bool counting = false; // the machine's own calls are not the action's
+    bool inAction = false;
+    std::optional<t_scratchLink> loadedHive;
 
 #define PATCH(member, function, tag, ...)                                                                              \
     ImmImportPatch<decltype(&function), tag> member                                                                    \
@@ -109,38 +101,52 @@ private:
 #function, __VA_ARGS__                                                                                         \
     }
     PATCH(setValue, RegSetValueExW, 0,
-          [this](HKEY key, auto... all) { return Change(key, L"", [&] { return setValue.Original(key, all...); }); });
+          [this](HKEY key, auto... all) { return TouchInAction(key, L""), setValue.Original(key, all...); });
     PATCH(deleteKey, RegDeleteKeyW, 1,
-          [this](HKEY key, LPCWSTR name) { return Change(key, name, [&] { return deleteKey.Original(key, name); }); });
+          [this](HKEY key, LPCWSTR name) { return TouchInAction(key, name), deleteKey.Original(key, name); });
     PATCH(deleteValue, RegDeleteValueW, 2,
-          [this](HKEY key, LPCWSTR name) { return Change(key, L"", [&] { return deleteValue.Original(key, name); }); });
+          [this](HKEY key, LPCWSTR name) { return TouchInAction(key, L""), deleteValue.Original(key, name); });
     PATCH(openKey, RegOpenKeyExW, 0,
-          [this](auto... all) { return refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : openKey.Original(all...); });
+          [this](auto... all) { return refuse && inAction ? LSTATUS{ERROR_ACCESS_DENIED} : openKey.Original(all...); });
     PATCH(createKey, RegCreateKeyExW, 0, [this](HKEY root, LPCWSTR name, auto... all) {
-        const auto create = [&] {
-            return refuse && counting ? LSTATUS{ERROR_ACCESS_DENIED} : createKey.Original(root, name, all...);
-        };
-        return *name != L'\0' ? Change(root, name, create) : create(); // an empty name only gives another handle
+        if (refuse && inAction) {
+            return LSTATUS{ERROR_ACCESS_DENIED};
+        }
+        *name != L'\0' ? TouchInAction(root, name) : void(); // an empty name only gives another handle
+        return createKey.Original(root, name, all...);
     });
-    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY, LPCWSTR name, LPCWSTR) { return LoadHive(name); });
-    PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR name) { return UnloadHive(name); });
+    // The hive's file is a key beside the one through which a loaded hive is reached.
+    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY users, LPCWSTR name, LPCWSTR) {
+        return AsSystem([&]() -> LSTATUS {
+            if (KeyExists(users, name)) {
+                return ERROR_SHARING_VIOLATION;
+            }
+            loadedHive.emplace(users, name, MakeKey(users, kHiveFile).Get());
+            return ERROR_SUCCESS;
+        });
+    });
+    PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR) { return loadedHive.reset(), LSTATUS{ERROR_SUCCESS}; });
     PATCH(attributes, GetFileAttributesW, 0, [this](LPCWSTR path) {
         const bool hive = std::wstring_view(path).ends_with(L"NTUSER.DAT");
         return hive ? FILE_ATTRIBUTE_NORMAL : attributes.Original(path);
     });
-    PATCH(install, ImmInstallIMEW, 0, [this](LPCWSTR path, LPCWSTR text) { return InstallIme(path, text); });
+    // The system would write into the registry to answer.
+    PATCH(folder, SHGetSpecialFolderPathW, 0,
+          [](HWND, LPWSTR path, auto...) -> WINBOOL { return lstrcpyW(path, L"C:\\users\\own") != nullptr; });
+    PATCH(install, ImmInstallIMEW, 0,
+          [this](LPCWSTR path, LPCWSTR text) { return AsSystem([&] { return InstallIme(path, text); }); });
     PATCH(list, GetKeyboardLayoutList, 0, [this](int count, HKL* layouts) {
         std::copy_n(loaded.begin(), std::min(loaded.size(), static_cast<std::size_t>(count)), layouts);
         return static_cast<int>(loaded.size());
     });
     PATCH(file, ImmGetIMEFileNameW, 0, [this](auto... all) { return FileName(all...); });
     PATCH(unload, UnloadKeyboardLayout, 0, [this](HKL layout) -> WINBOOL { return Unload(layout); });
-    PATCH(execute, ShellExecuteExW, 0, [this](auto* info) -> WINBOOL { return Regsvr32(info->lpParameters); });
-    PATCH(process, CreateProcessW, 0, [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return Regsvr32(line); });
+    PATCH(execute, ShellExecuteExW, 0,
+          [this](auto* info) -> WINBOOL { return AsSystem([&] { return Regsvr32(info->lpParameters); }); });
+    PATCH(process, CreateProcessW, 0,
+          [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return AsSystem([&] { return Regsvr32(line); }); });
 #undef PATCH
 
-    LSTATUS LoadHive(const wchar_t* name);
-    LSTATUS UnloadHive(const wchar_t* name);
     HKL InstallIme(const wchar_t* path, const wchar_t* text);
     UINT FileName(HKL layout, wchar_t* buffer, UINT units);
     bool Unload(HKL layout);

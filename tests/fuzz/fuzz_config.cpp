@@ -27,6 +27,7 @@ std::wstring Stripped(const std::wstring& text)
 std::vector<t_plainSection> ReadPlainly(const std::wstring& text)
 {
     std::vector<t_plainSection> sections(1);
+    std::map<std::wstring, std::size_t> numbers; // of the folded names
     std::size_t current = 0;
     std::wistringstream stream(text);
     for (std::wstring line; std::getline(stream, line);) {
@@ -39,10 +40,7 @@ std::vector<t_plainSection> ReadPlainly(const std::wstring& text)
         if (first == L';') {
             sections[current].lines += line + L"\r\n";
         } else if (first == L'[' && !name.empty()) {
-            const auto known = std::find_if(sections.begin() + 1, sections.end(), [&name](const auto& section) {
-                return EqualIgnoringCase(section.name, name);
-            });
-            current = static_cast<std::size_t>(known - sections.begin());
+            current = numbers.try_emplace(FoldCase(name), sections.size()).first->second;
             sections.resize(std::max(sections.size(), current + 1), {name, L"", {}});
         } else if (first != L'\0' && first != L'[' && current != 0 && !name.empty()) {
             const std::wstring value = Stripped(line.substr(end + 1));
