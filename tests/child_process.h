@@ -1,19 +1,14 @@
 #pragma once
 
+#include <process.h>
+
+#include <cstdlib>
 #include <string>
 
-#include "base/handles.h"
-
-// One test of this same program, run in a process of its own. Such tests carry the prefix DISABLED_ in their names, so
-// that they run only when they are started here; what they need to know goes through environment variables.
-class t_childProcess
+// Whether one test of this same program passes in a process of its own. Such tests carry the prefix DISABLED_ in their
+// names, so that they run only when they are started here; what they need to know goes through environment variables.
+inline bool PassesAlone(const std::string& test)
 {
-public:
-    explicit t_childProcess(const std::string& test);
-
-    // Waits for the end of the process and returns whether its test passed.
-    bool Passed();
-
-private:
-    t_handle process;
-};
+    return _spawnl(_P_WAIT, _pgmptr, "tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                   "--gtest_output=", ("--gtest_filter=" + test).c_str(), nullptr) == 0;
+}

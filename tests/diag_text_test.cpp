@@ -15,19 +15,11 @@ TEST(FormatTime, FollowsThePattern)
 {
     std::tm time{};
     time.tm_year = 123, time.tm_mon = 3, time.tm_mday = 8, time.tm_wday = 6, time.tm_min = 3, time.tm_sec = 27;
-    const std::pair<const wchar_t*, const wchar_t*> rows[] = {{L"%Y-%M-%D(%W) %h:%m:%s", L"2023-04-08(6) 00:03:27"},
-                                                              {L"%Y%q%M", L"2023"},
-                                                              {L"100%% 时", L"100% 时"},
-                                                              {L"%D%", L"08"},
-                                                              {L"", L""}};
-    for (const auto& [pattern, expected] : rows) {
-        t_str text;
-        FormatTime(text, time, pattern);
-        EXPECT_EQ(expected, text);
-    }
     t_str text = L"kept,";
-    FormatTime(text, std::time_t{1681819407}, L"%Y");
-    EXPECT_EQ(L"kept,2023", text);
+    FormatTime(text, time, L"%Y-%M-%D(%W) %h:%m:%s 100%% 时%");
+    EXPECT_EQ(L"kept,2023-04-08(6) 00:03:27 100% 时", text);
+    FormatTime(text = L"", std::time_t{1681819407}, L"%Y%q%M");
+    EXPECT_EQ(L"2023", text);
     FormatTime(text, std::numeric_limits<std::time_t>::max(), L"%Y");
     EXPECT_EQ(L"", text);
 }
@@ -36,10 +28,7 @@ constexpr auto kDone = t_errorListResult::done;
 
 struct ErrorListLayout : testing::Test
 {
-    explicit ErrorListLayout(std::size_t bytes = t_errorListLayout::kBytes) : area(bytes), list(area)
-    {
-        list.InitialiseIfNew();
-    }
+    ErrorListLayout() { list.InitialiseIfNew(); }
 
     std::wstring Next()
     {
@@ -55,8 +44,8 @@ struct ErrorListLayout : testing::Test
         return found;
     }
 
-    std::vector<std::byte> area;
-    t_errorListLayout list;
+    std::vector<std::byte> area = std::vector<std::byte>(t_errorListLayout::kBytes);
+    t_errorListLayout list{area};
 };
 
 TEST_F(ErrorListLayout, StoresEntriesBackToBack)
@@ -108,13 +97,12 @@ TEST_F(ErrorListLayout, HoldsExactlyItsCapacity)
     EXPECT_EQ(t_errorListResult::full, list.Add(L"", true)); // space is never given back
 }
 
-struct DamagedErrorList : ErrorListLayout
+TEST(DamagedErrorList, IsRefusedAndLeftAlone)
 {
-    DamagedErrorList() : ErrorListLayout(32) { EXPECT_EQ(kDone, list.Add(L"abcd", false)); } // ends at byte 24 of 32
-};
-
-TEST_F(DamagedErrorList, IsRefusedAndLeftAlone)
-{
+    std::vector<std::byte> area(32);
+    t_errorListLayout list(area);
+    list.InitialiseIfNew();
+    EXPECT_EQ(kDone, list.Add(L"abcd", false)); // ends at byte 24
     // A unit and its value, and whether MarkAllRead may pass, which need not look at every string.
     const std::tuple<std::size_t, std::uint16_t, bool> rows[] = {
         {0, 34, false}, {0, 22, false}, {1, 1, false},  {2, 34, false}, {2, 10, false}, {2, 23, false},

@@ -114,58 +114,46 @@ TEST(Mutex, OpensTheOneOfItsNameThatAnotherThreadHolds)
 TEST(CriticalSection, KeepsOtherThreadsOutUntilItIsGivenBack)
 {
     t_errorChain errors;
-    std::optional<t_csAutoInit> section(std::in_place, L"x", 1);
-    const DWORD holding = GetCurrentThreadId();
-    const auto isOwn = [begin = &*section](const void* system) { return system >= begin && system < begin + 1; };
-    bool refused = false;
-    int deleted = 0;
-    REPLACE(enter, EnterCriticalSection, [&](CRITICAL_SECTION* system) {
-        if (isOwn(system) && GetCurrentThreadId() != holding) {
-            refused = !TryEnterCriticalSection(system); // where it would wait
-        } else {
-            enter.Original(system);
-        }
-    });
-    REPLACE(remove, DeleteCriticalSection, [&](CRITICAL_SECTION* system) {
-        deleted += isOwn(system);
-        remove.Original(system);
-    });
+    std::optional<t_csAutoInit> section;
+    CRITICAL_SECTION* system = nullptr;
+    {
+        REPLACE(make, InitializeCriticalSectionAndSpinCount,
+                [&](CRITICAL_SECTION* made, DWORD spins) { return make.Original(system = made, spins); });
+        section.emplace(L"x", 1);
+    }
     for (const bool held : {true, false}) {
         EXPECT_TRUE(held ? section->Lock(errors) : (section->Unlock(), true));
         std::jthread([&] {
-            EXPECT_TRUE(section->Lock(errors));
-            refused ? void() : section->Unlock();
+            const bool entered = TryEnterCriticalSection(system);
+            EXPECT_EQ(held, !entered);
+            entered ? LeaveCriticalSection(system) : void();
         }).join();
-        EXPECT_EQ(held, refused);
     }
-    section.reset();
-    EXPECT_EQ(1, deleted);
 }
 
 TEST(Locker, GivesBackWhatItTookBeforeTheNextAndAtItsEnd)
 {
-    struct t_recordedLock : t_mutex
-    {
-        explicit t_recordedLock(std::string& recordedSteps) : steps(recordedSteps) {}
-        bool IsCreated() const override { return true; }
-        bool DoLock(t_errorChain&) override { return steps += '(', true; }
-        void DoUnlock() override { steps += ')'; }
-        std::string& steps;
-    };
     t_errorChain errors;
-    std::string steps, otherSteps;
-    t_recordedLock lock(steps), other(otherSteps);
-    t_mutex notCreated;
+    t_mutex lock, other, notCreated;
+    HANDLE first = nullptr;
+    std::string steps; // with square brackets for the other one
+    REPLACE(wait, WaitForSingleObject, [&](HANDLE mutex, DWORD) {
+        first = wait.calls == 1 ? mutex : first;
+        return steps += mutex == first ? '(' : '[', WAIT_OBJECT_0;
+    });
+    REPLACE(release, ReleaseMutex, [&](HANDLE mutex) { return steps += mutex == first ? ')' : ']', TRUE; });
+    EXPECT_TRUE(lock.Create(errors, nullptr));
+    EXPECT_TRUE(other.Create(errors, nullptr));
     {
         t_locker locker(&lock);
         EXPECT_TRUE(locker.Lock(errors));
         EXPECT_TRUE(locker.Lock(errors, other));
-        EXPECT_EQ("()(", steps + otherSteps);
+        EXPECT_EQ("()[", steps);
         EXPECT_FALSE(locker.Lock(errors, notCreated));
-        EXPECT_EQ("()", otherSteps);
+        EXPECT_EQ("()[]", steps);
         EXPECT_TRUE(locker.Lock(errors));
     }
-    EXPECT_EQ("()()()", steps + otherSteps);
+    EXPECT_EQ("()[]()", steps);
     EXPECT_FALSE(t_locker(nullptr).Lock(errors));
     EXPECT_EQ(L"t_mutex::Lock 未初始化|null lock", Entries(errors));
 }
