@@ -35,8 +35,9 @@ TEST(Dispatcher, RefusedAccessChangesNothingAndTheStepsGoOn)
         machine.RefuseKeys();
         machine.Run(option);
         EXPECT_EQ(steps, machine.Steps());
-        for (const wchar_t* const hive : kListedHives) {
-            EXPECT_EQ(before.at(hive), machine.State().at(hive)) << hive;
+        t_machineState after = machine.State();
+        for (const auto& [path, values] : before) {
+            EXPECT_EQ(values, after[path]) << path;
         }
     }
 }

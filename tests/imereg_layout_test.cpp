@@ -41,7 +41,7 @@ struct t_layoutTest : testing::Test
         machine.RunAction([&] { status = RemoveImeLayout(imeFile); });
         return status;
     }
-    std::wstring LastOf(const wchar_t* hive) { return machine.State().at(hive).back(); }
+    std::wstring LastListed() { return machine.State().at(L"\\own\\keyboard layout\\preload").back(); }
 
     t_simulatedMachine machine{6, 1};
     std::wstring calls;                // what was asked of the system, in order
@@ -101,7 +101,7 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
     machine.AddLayout(0x00010804, L"TarvoPY.ime", false);
     EXPECT_EQ(0, Install());
     EXPECT_EQ(L"", traced);
-    EXPECT_EQ(L"00010804", LastOf(L"own"));
+    EXPECT_EQ(L"00010804", LastListed());
     EXPECT_EQ(kInstalled + kEnabled + kLoaded, calls) << "without the hive, nothing is taken back";
 
     // Without one the key is written directly, behind the highest number there is.
@@ -113,7 +113,7 @@ TEST_F(t_layoutTest, FailedInstallIsRecovered)
               traced);
     EXPECT_EQ(FormatStr(L"[]\nIme File=1:TarvoPY.ime\nLayout File=1:kbdus.dll\nLayout Text=1:%s\n", kText),
               DumpKey(HKEY_LOCAL_MACHINE, LayoutPath(0xE0340804)));
-    EXPECT_EQ(L"e0340804", LastOf(L"own"));
+    EXPECT_EQ(L"e0340804", LastListed());
 
     // When that fails too, the error of the installation is the result and no list is touched.
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, LayoutPath(0xE0340804).c_str());
@@ -154,7 +154,7 @@ TEST_F(t_layoutTest, RemovalSaysWhatFailed)
     EXPECT_EQ(kLayoutNotFound, Remove(L"TarvoTSF.ime"));
     machine.AddLayout(0xE0210804, L"TarvoPY.ime", false);
     EXPECT_EQ(120, Remove(L"TarvoPY.ime"));
-    EXPECT_EQ(L"00000804", LastOf(L"own")) << "all the same";
+    EXPECT_EQ(L"00000804", LastListed()) << "all the same";
     EXPECT_EQ(L"", traced);
 
     machine.AddLayout(0xE0220804, L"TarvoPY.ime", true);

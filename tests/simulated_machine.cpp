@@ -31,6 +31,17 @@ t_storedKey ReadMachineKey(const std::wstring& path)
     return ReadTree(key.Get()); // empty without a key
 }
 
+void AddKey(t_machineState& state, const t_storedKey& key, const std::wstring& path)
+{
+    for (const t_storedValue& value : key.values) {
+        state[path].push_back(FoldCase(value.Text(260)));
+    }
+    state[path];
+    for (const t_storedKey& below : key.keys) {
+        AddKey(state, below, path + L"\\" + FoldCase(below.name));
+    }
+}
+
 } // namespace
 
 std::wstring LayoutPath(std::uint32_t klid)
@@ -44,22 +55,21 @@ t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor
     t_errorChain errors;
     t_session session;
     EXPECT_TRUE(ReadCurrentSession(errors, session));
-    userSid = session.userSid;
 
     AddLayout(0xE0010804, L"IMSCDEMO.IME", false);
     AddLayout(0xE0200804, L"DEMOWB.IME", false);
     constexpr const wchar_t *kOthers[] = {L"E0010804", L"00000804", L"e0200804"},
                             *kWithProduct[] = {L"00000409", L"00000804", L"E0210804"};
-    for (const std::wstring name : kListedHives) {
-        const bool isUser = name == L"user", isDefault = name == L"default";
-        const std::wstring hive = isUser ? userSid : isDefault ? kHiveFile : name;
+    const std::wstring hives[] = {session.userSid, kHiveFile,   L"own",     L".DEFAULT",
+                                  L"S-1-5-18",     L"S-1-5-19", L"S-1-5-20"};
+    for (const std::wstring& hive : hives) {
         for (int i = 0; i < 3; ++i) {
             WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", i + 1).c_str(),
-                      isUser || isDefault ? kOthers[i] : kWithProduct[i]);
+                      &hive < hives + 2 ? kOthers[i] : kWithProduct[i]);
         }
     }
     const DWORD chinese = 0x0804;
-    WriteRaw(HKEY_USERS, userSid + kSortOrder + L"\\00000000", L"KeyboardLayout", REG_DWORD, &chinese, 4);
+    WriteRaw(HKEY_USERS, session.userSid + kSortOrder + L"\\00000000", L"KeyboardLayout", REG_DWORD, &chinese, 4);
     RegOverridePredefKey(HKEY_CURRENT_USER, MakeKey(HKEY_USERS, L"own").Get());
 }
 
@@ -169,36 +179,8 @@ bool t_simulatedMachine::Regsvr32(std::wstring_view commandLine)
 t_machineState t_simulatedMachine::State() const
 {
     t_machineState state;
-    const t_storedKey layouts = ReadMachineKey(n_model::kLayouts), users = ReadTree(HKEY_USERS);
-    for (const t_storedKey& layout : layouts.keys) {
-        for (const t_storedValue& value : layout.values) {
-            state[L"layout " + FoldCase(layout.name)].push_back(value.Text(260));
-        }
-    }
-    for (const t_storedKey& hive : users.keys) {
-        const bool isFile = hive.name == kHiveFile, isDefault = hive.name == L"default_user";
-        if (isFile && users.Key(L"default_user") != nullptr) {
-            state[L"default_user loaded"];
-            continue;
-        }
-        const t_storedKey* const preload = hive.Key(n_model::kPreload);
-        auto& entries = state[hive.name == userSid ? L"user" : isFile || isDefault ? L"default" : hive.name];
-        if (preload == nullptr) {
-            entries = {L"no key"};
-            continue;
-        }
-        for (const t_storedValue& value : preload->values) {
-            entries.push_back(FoldCase(value.Text(8)));
-        }
-    }
-    for (const t_storedKey& item : users.Key(userSid + kSortOrder)->keys) {
-        std::uint32_t klid = 0;
-        if (const t_storedValue* const layout = item.Value(L"KeyboardLayout")) {
-            std::memcpy(&klid, layout->data.data(), sizeof(klid));
-        }
-        state[L"sort order"].push_back(FormatStr(L"%08x", klid));
-    }
-    state[KeyExists(HKEY_LOCAL_MACHINE, kTextService) ? L"text service" : L"no text service"];
     state[loaded.empty() ? L"no layout loaded" : L"layout loaded"];
+    AddKey(state, ReadTree(HKEY_LOCAL_MACHINE), L"");
+    AddKey(state, ReadTree(HKEY_USERS), L"");
     return state;
 }

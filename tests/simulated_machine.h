@@ -19,12 +19,9 @@
 #include "tests/fake_os_version.h"
 #include "tests/scratch_registry.h"
 
-// What a machine holds of the product and its neighbours, as a person would list it: "layout " and a KLID with the
-// texts of the layout, the preload lists of "user", "own", "default" and the system accounts, the "sort order" of the
-// user, and what is there or not. Letter case is folded.
+// What the registry of a machine holds: the paths of the keys below HKEY_LOCAL_MACHINE and HKEY_USERS, with their
+// values as texts, whatever their types. Letter case is folded. And whether layouts are loaded.
 using t_machineState = std::map<std::wstring, std::vector<std::wstring>>;
-constexpr const wchar_t* kListedHives[] = {L"user",     L"own",      L"default", L".DEFAULT",
-                                           L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"};
 
 // The path of a layout's key below HKEY_LOCAL_MACHINE.
 std::wstring LayoutPath(std::uint32_t klid);
@@ -86,7 +83,6 @@ private:
 
     t_scratchRegistry registry;
     t_fakeOsVersion os;
-    std::wstring userSid;
     std::vector<HKL> loaded;
     std::vector<HKL> keptLoaded;
     std::set<std::wstring> touched;
