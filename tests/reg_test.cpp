@@ -153,7 +153,7 @@ TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
         EXPECT_EQ(L"系统错误5|删除注册表项失败：CURRENT_USER\\k", Entries(errors));
     }
     EXPECT_TRUE(user.DeleteTree(errors, true, L"t"));
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, L"k\\t"));
+    EXPECT_FALSE(::OpenKey(HKEY_CURRENT_USER, L"k\\t"));
     EXPECT_TRUE(user.DeleteTree(errors, false, L"t"));
     EXPECT_TRUE(user.DeleteKey(errors, false, L"t"));
     EXPECT_TRUE(user.DeleteValue(errors, L"t"));

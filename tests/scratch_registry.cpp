@@ -72,10 +72,11 @@ t_scratchLink::~t_scratchLink()
     EXPECT_EQ(0, FindSystemFunction<LONG(NTAPI*)(HKEY)>(L"ntdll.dll", "NtDeleteKey")(link.Get()));
 }
 
-bool KeyExists(HKEY root, const std::wstring& path)
+t_keyHandle OpenKey(HKEY root, const std::wstring& path)
 {
     t_keyHandle key;
-    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS;
+    RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put());
+    return key;
 }
 
 void WriteRaw(HKEY root, const std::wstring& path, const wchar_t* value, DWORD type, const void* data, DWORD bytes)
@@ -91,9 +92,8 @@ void WriteText(HKEY root, const std::wstring& path, const wchar_t* value, const 
 
 std::wstring DumpKey(HKEY root, const std::wstring& path)
 {
-    t_keyHandle key;
-    return RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.Put()) == ERROR_SUCCESS ? ReadTree(key.Get()).Dump()
-                                                                                      : L"";
+    const t_keyHandle key = OpenKey(root, path);
+    return key ? ReadTree(key.Get()).Dump() : L"";
 }
 
 t_storedKey ReadTree(HKEY root)
@@ -109,8 +109,7 @@ t_storedKey ReadTree(HKEY root)
         tree.values.push_back({{name, length}, type, {data.begin(), data.begin() + bytes}});
     }
     for (DWORD index = 0; RegEnumKeyW(root, index, name, ARRAYSIZE(name)) == ERROR_SUCCESS; ++index) {
-        t_keyHandle key;
-        if (RegOpenKeyExW(root, name, 0, KEY_READ, key.Put()) == ERROR_SUCCESS) {
+        if (const t_keyHandle key = OpenKey(root, name)) {
             tree.keys.push_back(ReadTree(key.Get()));
             tree.keys.back().name = name;
         }

@@ -41,7 +41,8 @@ private:
     t_keyHandle link;
 };
 
-bool KeyExists(HKEY root, const std::wstring& path);
+// Opens a key for reading. Null when there is none.
+t_keyHandle OpenKey(HKEY root, const std::wstring& path);
 
 // Writes raw bytes, or a text with its terminator.
 void WriteRaw(HKEY root, const std::wstring& path, const wchar_t* value, DWORD type, const void* data, DWORD bytes);

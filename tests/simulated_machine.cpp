@@ -24,13 +24,6 @@ std::wstring RootName(HKEY root)
     return FormatStr(L"%08x", static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root)));
 }
 
-t_storedKey ReadMachineKey(const std::wstring& path)
-{
-    t_keyHandle key;
-    RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Put());
-    return ReadTree(key.Get()); // empty without a key
-}
-
 void AddKey(t_machineState& state, const t_storedKey& key, const std::wstring& path)
 {
     for (const t_storedValue& value : key.values) {
@@ -98,8 +91,7 @@ void t_simulatedMachine::Restore()
         const HKEY root = path.starts_with(RootName(HKEY_USERS)) ? HKEY_USERS : HKEY_LOCAL_MACHINE;
         const std::wstring below = path.substr(RootName(root).size() + 1);
         SHDeleteKeyW(root, below.c_str());
-        t_keyHandle kept;
-        if (RegOpenKeyExW(HKEY_CLASSES_ROOT, (kKept + path).c_str(), 0, KEY_READ, kept.Put()) == ERROR_SUCCESS) {
+        if (const t_keyHandle kept = OpenKey(HKEY_CLASSES_ROOT, kKept + path)) {
             SHCopyKeyW(kept.Get(), nullptr, MakeKey(root, below).Get(), 0);
         }
     }
@@ -138,7 +130,7 @@ void t_simulatedMachine::Touch(HKEY key, const wchar_t* name)
 HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 {
     std::uint32_t klid = 0xE0200804;
-    while (KeyExists(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
+    while (OpenKey(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
         klid += 0x10000;
     }
     Touch(HKEY_LOCAL_MACHINE, LayoutPath(klid).c_str());
@@ -150,7 +142,7 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
 
 UINT t_simulatedMachine::FileName(HKL layout, wchar_t* buffer, UINT units)
 {
-    const t_storedKey stored = ReadMachineKey(LayoutPath(KlidOf(layout)));
+    const t_storedKey stored = ReadTree(OpenKey(HKEY_LOCAL_MACHINE, LayoutPath(KlidOf(layout))).Get());
     const t_storedValue* const value = stored.Value(L"Ime File");
     return static_cast<UINT>(((value != nullptr ? value->Text(260) : L"") + L'\0').copy(buffer, units));
 }

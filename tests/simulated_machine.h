@@ -114,7 +114,7 @@ private:
     // The hive's file is a key beside the one through which a loaded hive is reached.
     PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY users, LPCWSTR name, LPCWSTR) {
         return AsSystem([&]() -> LSTATUS {
-            if (KeyExists(users, name)) {
+            if (OpenKey(users, name)) {
                 return ERROR_SHARING_VIOLATION;
             }
             loadedHive.emplace(users, name, MakeKey(users, kHiveFile).Get());
