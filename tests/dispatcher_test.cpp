@@ -21,23 +21,3 @@ TEST(Dispatcher, CommandLineThatCannotBeSplitIsRejected)
     EXPECT_FALSE(ParseAndDispatch(errors, nullptr, 0, &mode));
     EXPECT_EQ(L"参数不合法", errors.Entries().front());
 }
-
-TEST(Dispatcher, RefusedAccessChangesNothingAndTheStepsGoOn)
-{
-    const std::tuple<WORD, const wchar_t*, const wchar_t*> cases[] = {
-        {WORD{5}, L"--copy", L"install 中文 (简体) - 塔沃拼音输入法; "},
-        {WORD{10}, L"--install", L"/s TarvoTSF.ime; "},
-        {WORD{10}, L"--uninstall", L"/s /u TarvoTSF.ime; "},
-    };
-    for (const auto& [major, option, steps] : cases) {
-        t_simulatedMachine machine(major, 0);
-        const t_machineState before = machine.State();
-        machine.RefuseKeys();
-        machine.Run(option);
-        EXPECT_EQ(steps, machine.Steps());
-        t_machineState after = machine.State();
-        for (const auto& [path, values] : before) {
-            EXPECT_EQ(values, after[path]) << path;
-        }
-    }
-}

@@ -87,7 +87,7 @@ void t_simulatedMachine::Keep()
 void t_simulatedMachine::Restore()
 {
     loadedHive.reset();
-    for (const std::wstring& path : touched) {
+    for (const std::wstring& path : std::exchange(touched, {})) {
         const HKEY root = path.starts_with(RootName(HKEY_USERS)) ? HKEY_USERS : HKEY_LOCAL_MACHINE;
         const std::wstring below = path.substr(RootName(root).size() + 1);
         SHDeleteKeyW(root, below.c_str());
@@ -113,9 +113,7 @@ void t_simulatedMachine::Run(const wchar_t* option, t_actionMode mode)
 void t_simulatedMachine::RunAction(const std::function<void()>& action)
 {
     steps.clear();
-    inAction = true;
     action();
-    inAction = false;
     t_singletonRegistry::Process().DestroyAll();
 }
 
@@ -133,7 +131,6 @@ HKL t_simulatedMachine::InstallIme(const wchar_t* path, const wchar_t* text)
     while (OpenKey(HKEY_LOCAL_MACHINE, LayoutPath(klid))) {
         klid += 0x10000;
     }
-    Touch(HKEY_LOCAL_MACHINE, LayoutPath(klid).c_str());
     AddLayout(klid, std::wstring(FileNamePart(path)).c_str(), true);
     WriteText(HKEY_LOCAL_MACHINE, LayoutPath(klid), L"Layout Text", text);
     steps += std::wstring(L"install ") + text + L"; ";

@@ -52,12 +52,9 @@ public:
     // Runs an action of the caller's own like that.
     void RunAction(const std::function<void()>& action);
 
-    // The keys that actions have changed or deleted since the machine was kept, as paths below the one that stands for
-    // all predefined keys: "80000002\\System\\…".
+    // The keys that were changed or deleted since the machine was kept or restored, as paths below the one that stands
+    // for all predefined keys: "80000002\\System\\…".
     const std::set<std::wstring>& Touched() const { return touched; }
-
-    // Has every opening and creating of a key refused to the actions.
-    void RefuseKeys() { refuse = true; }
 
     // What the last run asked of the input-method manager and of regsvr32, in order.
     const std::wstring& Steps() const { return steps; }
@@ -69,26 +66,12 @@ private:
 
     // Notes that a key, or what is named below it, is not what it was.
     void Touch(HKEY key, const wchar_t* name);
-    // The same for what an action does, which the machine's own calls are not.
-    void TouchInAction(HKEY key, const wchar_t* name) { inAction ? Touch(key, name) : void(); }
-    // Does what the system does when an action asks for it.
-    template <class Work>
-    std::invoke_result_t<Work> AsSystem(Work work)
-    {
-        inAction = false;
-        const auto result = work();
-        inAction = true;
-        return result;
-    }
-
     t_scratchRegistry registry;
     t_fakeOsVersion os;
     std::vector<HKL> loaded;
     std::vector<HKL> keptLoaded;
     std::set<std::wstring> touched;
     std::wstring steps;
-    bool refuse = false;
-    bool inAction = false;
     std::optional<t_scratchLink> loadedHive;
 
 #define PATCH(member, function, tag, ...)                                                                              \
@@ -97,29 +80,22 @@ private:
 #function, __VA_ARGS__                                                                                         \
     }
     PATCH(setValue, RegSetValueExW, 0,
-          [this](HKEY key, auto... all) { return TouchInAction(key, L""), setValue.Original(key, all...); });
+          [this](HKEY key, auto... all) { return Touch(key, L""), setValue.Original(key, all...); });
     PATCH(deleteKey, RegDeleteKeyW, 1,
-          [this](HKEY key, LPCWSTR name) { return TouchInAction(key, name), deleteKey.Original(key, name); });
+          [this](HKEY key, LPCWSTR name) { return Touch(key, name), deleteKey.Original(key, name); });
     PATCH(deleteValue, RegDeleteValueW, 2,
-          [this](HKEY key, LPCWSTR name) { return TouchInAction(key, L""), deleteValue.Original(key, name); });
-    PATCH(openKey, RegOpenKeyExW, 0,
-          [this](auto... all) { return refuse && inAction ? LSTATUS{ERROR_ACCESS_DENIED} : openKey.Original(all...); });
+          [this](HKEY key, LPCWSTR name) { return Touch(key, L""), deleteValue.Original(key, name); });
     PATCH(createKey, RegCreateKeyExW, 0, [this](HKEY root, LPCWSTR name, auto... all) {
-        if (refuse && inAction) {
-            return LSTATUS{ERROR_ACCESS_DENIED};
-        }
-        *name != L'\0' ? TouchInAction(root, name) : void(); // an empty name only gives another handle
+        *name != L'\0' ? Touch(root, name) : void(); // an empty name only gives another handle
         return createKey.Original(root, name, all...);
     });
     // The hive's file is a key beside the one through which a loaded hive is reached.
-    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY users, LPCWSTR name, LPCWSTR) {
-        return AsSystem([&]() -> LSTATUS {
-            if (OpenKey(users, name)) {
-                return ERROR_SHARING_VIOLATION;
-            }
-            loadedHive.emplace(users, name, MakeKey(users, kHiveFile).Get());
-            return ERROR_SUCCESS;
-        });
+    PATCH(loadHive, RegLoadKeyW, 0, [this](HKEY users, LPCWSTR name, LPCWSTR) -> LSTATUS {
+        if (OpenKey(users, name)) {
+            return ERROR_SHARING_VIOLATION;
+        }
+        loadedHive.emplace(users, name, OpenKey(users, kHiveFile).Get());
+        return ERROR_SUCCESS;
     });
     PATCH(unloadHive, RegUnLoadKeyW, 3, [this](HKEY, LPCWSTR) { return loadedHive.reset(), LSTATUS{ERROR_SUCCESS}; });
     PATCH(attributes, GetFileAttributesW, 0, [this](LPCWSTR path) {
@@ -129,18 +105,15 @@ private:
     // The system would write into the registry to answer.
     PATCH(folder, SHGetSpecialFolderPathW, 0,
           [](HWND, LPWSTR path, auto...) -> WINBOOL { return lstrcpyW(path, L"C:\\users\\own") != nullptr; });
-    PATCH(install, ImmInstallIMEW, 0,
-          [this](LPCWSTR path, LPCWSTR text) { return AsSystem([&] { return InstallIme(path, text); }); });
+    PATCH(install, ImmInstallIMEW, 0, [this](LPCWSTR path, LPCWSTR text) { return InstallIme(path, text); });
     PATCH(list, GetKeyboardLayoutList, 0, [this](int count, HKL* layouts) {
         std::copy_n(loaded.begin(), std::min(loaded.size(), static_cast<std::size_t>(count)), layouts);
         return static_cast<int>(loaded.size());
     });
     PATCH(file, ImmGetIMEFileNameW, 0, [this](auto... all) { return FileName(all...); });
     PATCH(unload, UnloadKeyboardLayout, 0, [this](HKL layout) -> WINBOOL { return Unload(layout); });
-    PATCH(execute, ShellExecuteExW, 0,
-          [this](auto* info) -> WINBOOL { return AsSystem([&] { return Regsvr32(info->lpParameters); }); });
-    PATCH(process, CreateProcessW, 0,
-          [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return AsSystem([&] { return Regsvr32(line); }); });
+    PATCH(execute, ShellExecuteExW, 0, [this](auto* info) -> WINBOOL { return Regsvr32(info->lpParameters); });
+    PATCH(process, CreateProcessW, 0, [this](LPCWSTR, LPWSTR line, auto...) -> WINBOOL { return Regsvr32(line); });
 #undef PATCH
 
     HKL InstallIme(const wchar_t* path, const wchar_t* text);
