@@ -4,7 +4,6 @@
 #include <memory>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include "base/byte_stream.h"
 #include "base/elf_hash.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cwchar>
 #include <string>
 #include <tuple>

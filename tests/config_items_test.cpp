@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 using namespace std::literals;
 
 namespace n_config {

@@ -1,14 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
 #include <set>
-#include <string>
 
 #include "base/ascii_case.h"
 #include "tests/fault_sweep.h"
 #include "tests/simulated_machine.h"
+#include "tests/windows_test.h"
 
 // The shipped program's entry.
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int);

@@ -2,6 +2,7 @@
 
 #include <sddl.h>
 #include <shlobj.h>
+#include <wtsapi32.h>
 
 #include "base/trace.h"
 #include "imereg/keyboard_layout.h"

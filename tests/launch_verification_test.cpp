@@ -5,7 +5,6 @@
 #include <wintrust.h>
 
 #include "base/ascii_case.h"
-#include "base/system_directory.h"
 #include "base/system_function.h"
 #include "launch/maker_identity.h"
 #include "tests/signed_modules/signed_modules.h"

@@ -156,7 +156,9 @@ TEST_F(Reg, DeletesTreesFromTheFirstChildOn)
     EXPECT_FALSE(::OpenKey(HKEY_CURRENT_USER, L"k\\t"));
     EXPECT_TRUE(user.DeleteTree(errors, false, L"t"));
     EXPECT_TRUE(user.DeleteKey(errors, false, L"t"));
+    SetLastError(ERROR_BUSY);
     EXPECT_TRUE(user.DeleteValue(errors, L"t"));
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, GetLastError());
 }
 
 TEST_F(Reg, TreeIsNotDeletedThroughALink)

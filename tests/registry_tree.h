@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "base/handles.h"
 #include "tests/catalogue_model.h"
 #include "tests/random_runs.h"
 #include "tests/scratch_registry.h"

@@ -5,7 +5,6 @@
 #include <imm.h>
 #include <shellapi.h>
 #include <shlobj.h>
-#include <wtsapi32.h>
 
 #include <algorithm>
 #include <functional>
