@@ -1,9 +1,8 @@
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "tests/windows_test.h"
 
 #include <sddl.h>
 
+#include "app/dispatcher.h"
 #include "base/handles.h"
 #include "tests/machine_model.h"
 #include "tests/random_layouts.h"
@@ -89,4 +88,23 @@ TEST(ActionSequences, ActionRunsUnderTheLockOfTheMachine)
     EXPECT_EQ(1, wait.calls);
     EXPECT_EQ(machine.State(), atRelease);
     EXPECT_NE(before, atRelease);
+}
+
+// The random machines run every option; these are the modes without one.
+TEST(ActionSequences, ModeWithoutAnOptionIsTheCallers)
+{
+    for (const auto& [mode, text] :
+         {std::pair{0, L"中文(简体) - 塔沃拼音输入法"}, {5, L"中文 (简体) - 塔沃拼音输入法"}}) {
+        t_simulatedMachine machine(6, 1);
+        machine.Run(L"", static_cast<t_actionMode>(mode));
+        EXPECT_EQ(FormatStr(L"install %s; ", text), machine.Steps());
+    }
+}
+
+TEST(ActionSequences, CommandLineThatCannotBeSplitIsRejected)
+{
+    t_errorChain errors;
+    t_actionMode mode = t_actionMode::Install;
+    EXPECT_FALSE(ParseAndDispatch(errors, nullptr, 0, &mode));
+    EXPECT_EQ(L"参数不合法", errors.Entries().front());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cwchar>
 #include <string>
 #include <tuple>

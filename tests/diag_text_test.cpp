@@ -18,8 +18,8 @@ TEST(FormatTime, FollowsThePattern)
     t_str text = L"kept,";
     FormatTime(text, time, L"%Y-%M-%D(%W) %h:%m:%s 100%% 时%");
     EXPECT_EQ(L"kept,2023-04-08(6) 00:03:27 100% 时", text);
-    FormatTime(text = L"", std::time_t{1681819407}, L"%Y%q%M");
-    EXPECT_EQ(L"2023", text);
+    FormatTime(text = L"kept,", std::time_t{1681819407}, L"%Y%q%M");
+    EXPECT_EQ(L"kept,2023", text);
     FormatTime(text, std::numeric_limits<std::time_t>::max(), L"%Y");
     EXPECT_EQ(L"", text);
 }

@@ -239,8 +239,9 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
     // What is tried: d(elete), r(ead), o(wner), a(ccess list) with the number of its entries and "p" where it is
     // protected; the first owner and list in capitals; "!" where it is denied; "T(" and "R(" where the privilege to
     // take or to restore begins.
-    for (const auto& [readable, expected] :
-         {std::pair(true, L" d r a1! T( o a1 ) d R( O ) A0"), {false, L" d r! T( o r a1 ) d A0p"}}) {
+    for (const auto& [readable, isProtected, expected] : {std::tuple(true, false, L" d r a1! T( o a1 ) d R( O ) A0"),
+                                                          {true, true, L" d r a1! T( o a1 ) d R( O ) A0p"},
+                                                          {false, true, L" d r! T( o r a1 ) d A0p"}}) {
         t_str steps;
         bool owned = false;
         SID owner{SID_REVISION, 1, SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}};
@@ -273,7 +274,7 @@ TEST_F(Reg, DeniedDeleteTakesTheOwnershipOnlyMeanwhile)
                     *readList = &list;
                     *read = LocalAlloc(LPTR, sizeof(SECURITY_DESCRIPTOR));
                     InitializeSecurityDescriptor(*read, SECURITY_DESCRIPTOR_REVISION);
-                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, readable ? 0 : SE_DACL_PROTECTED);
+                    SetSecurityDescriptorControl(*read, SE_DACL_PROTECTED, isProtected ? SE_DACL_PROTECTED : 0);
                     return DWORD{ERROR_SUCCESS};
                 });
         REPLACE(set, SetNamedSecurityInfoW, [&](auto, auto, auto what, PSID newOwner, auto, ACL* newList, auto) {

@@ -1,5 +1,5 @@
 // What the report gathers from a machine, where no whole run of the program shows it.
-#include <windows.h>
+#include "tests/windows_test.h"
 
 #include <tlhelp32.h>
 
@@ -15,7 +15,6 @@
 #include "tests/preload_model.h"
 #include "tests/random_layouts.h"
 #include "tests/signed_modules/signed_modules.h"
-#include "tests/windows_test.h"
 
 using namespace n_report;
 using namespace std::string_literals;

@@ -51,14 +51,18 @@ t_simulatedMachine::t_simulatedMachine(WORD major, WORD minor) : os(major, minor
 
     AddLayout(0xE0010804, L"IMSCDEMO.IME", false);
     AddLayout(0xE0200804, L"DEMOWB.IME", false);
-    constexpr const wchar_t *kOthers[] = {L"E0010804", L"00000804", L"e0200804"},
-                            *kWithProduct[] = {L"00000409", L"00000804", L"E0210804"};
-    const std::wstring hives[] = {session.userSid, kHiveFile,   L"own",     L".DEFAULT",
-                                  L"S-1-5-18",     L"S-1-5-19", L"S-1-5-20"};
-    for (const std::wstring& hive : hives) {
-        for (int i = 0; i < 3; ++i) {
-            WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, FormatStr(L"%d", i + 1).c_str(),
-                      &hive < hives + 2 ? kOthers[i] : kWithProduct[i]);
+    const std::vector<const wchar_t*> withProduct = {L"00000804", L"E0210804", L"00000409"};
+    const std::pair<std::wstring, std::vector<const wchar_t*>> lists[] = {
+        {session.userSid, {L"E0010804", L"00000804", L"e0200804"}},
+        {kHiveFile, {L"00000804"}},
+        {L"own", {L"00000804", L"E0210804"}},
+        {L".DEFAULT", withProduct},
+        {L"S-1-5-18", withProduct},
+        {L"S-1-5-19", withProduct},
+        {L"S-1-5-20", withProduct}};
+    for (const auto& [hive, klids] : lists) {
+        for (std::size_t i = 0; i < klids.size(); ++i) {
+            WriteText(HKEY_USERS, hive + L"\\" + n_model::kPreload, std::to_wstring(i + 1).c_str(), klids[i]);
         }
     }
     const DWORD chinese = 0x0804;
@@ -96,7 +100,7 @@ void t_simulatedMachine::Restore()
         }
     }
     loaded = keptLoaded;
-    touched.clear();
+    touched.clear(); // of what this wrote
 }
 
 void t_simulatedMachine::Run(const wchar_t* option, t_actionMode mode)

@@ -65,6 +65,7 @@ private:
 
     // Notes that a key, or what is named below it, is not what it was.
     void Touch(HKEY key, const wchar_t* name);
+
     t_scratchRegistry registry;
     t_fakeOsVersion os;
     std::vector<HKL> loaded;
