@@ -88,6 +88,8 @@ TEST_F(Reg, EveryFailureIsDescribedAndChangesNothing)
     }
     EXPECT_EQ(all, Entries(errors));
     EXPECT_EQ(std::tuple(7, L"old", 7u, 7u, before), std::tuple(number, text, count, type, child.Handle()));
+    EXPECT_FALSE(child.Open(errors, L"none", t_regAccess::unlinked));
+    EXPECT_EQ(nullptr, child.Handle());
     EXPECT_FALSE(child.Open(errors, L"", false, false, true));
     EXPECT_EQ(nullptr, child.Handle());
 }
