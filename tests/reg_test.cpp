@@ -218,7 +218,7 @@ TEST_F(Reg, DeniedDeleteHasAccessToThatKeyAloneUntilItIsEmpty)
                                                descriptor.Get()));
     MakeKey(HKEY_CURRENT_USER, L"k\\x\\child");
     const std::wstring key = Security(name), child = Security(childName);
-    std::string attempts;
+    std::string attempts; // x for the key, c for its child
     REPLACE(remove, RegDeleteKeyW, [&](HKEY parent, LPCWSTR subKey) {
         attempts += static_cast<char>(*subKey);
         if (attempts == "xx" || attempts == "xxc") {
